@@ -1,0 +1,122 @@
+// Loading the assist library: a missing library or a missing entry makes
+// iBokehInit fail with the loader's messages, tear the handle down and close
+// the library once. Each case runs in a child process that preloads the copy
+// of the library under test (same soname), so the library's own dlopen by
+// name resolves to it.
+#include <dlfcn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "platform/test_hooks.h"
+#include "previewbokeh/bokeh.h"
+#include "previewbokeh/camalg_assist.h"
+
+namespace {
+
+// Runs body() in a forked child; the child's exit status is the result.
+int RunInChild(int (*body)(const char *), const char *arg) {
+  fflush(nullptr);
+  const pid_t pid = fork();
+  if (pid == 0) _exit(body(arg));
+  int status = 0;
+  waitpid(pid, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 100 + WTERMSIG(status);
+}
+
+// Exit codes: 0 = as expected; others name the first mismatch.
+int InitWithAssist(const char *dir_and_messages) {
+  const std::string spec(dir_and_messages);
+  const std::string dir = spec.substr(0, spec.find('|'));
+  const std::string message = spec.substr(spec.find('|') + 1);
+  if (!dir.empty() && !dlopen((dir + "/libvelkcamalgassist.so").c_str(), RTLD_NOW | RTLD_GLOBAL)) {
+    return 2;
+  }
+  pb::hooks::StartLogCapture();
+  BokehInitParams p{};
+  p.width = 64;
+  p.height = 32;
+  void *h = nullptr;
+  const int status = iBokehInit(&h, &p);
+  const auto lines = pb::hooks::StopLogCapture();
+  if (status != 1) return 3;
+  if (p.SmoothWinSize != 11 || p.WindowRadius != 5) return 4;
+  // The missing entry's message, then "error = <loader text>", then tear-down.
+  for (size_t i = 0; i + 2 < lines.size(); ++i) {
+    if (lines[i].text == message) {
+      if (lines[i + 1].text.rfind("error = ", 0) != 0) return 5;
+      if (lines[i + 1].text.back() == '\n') return 6;
+      if (lines[i + 2].text.rfind("iBokehDeinit start", 0) != 0) return 7;
+      return 0;
+    }
+  }
+  return 8;
+}
+
+TEST(AssistLoader, MissingEntriesFailInit) {
+  const struct {
+    int omit;
+    const char *message;
+  } cases[] = {
+      {1, "fail to dlsym GraphicBuffer_new"},
+      {2, "fail to dlsym GraphicBuffer_delete"},
+      {3, "fail to dlsym GraphicBuffer_lock"},
+      {4, "fail to dlsym GraphicBuffer_unlock"},
+      {5, "fail to dlsym GraphicBuffer_getNativeBuffer"},
+  };
+  for (const auto &c : cases) {
+    const std::string arg = std::string(PB_ASSIST_DIR) + "-omit" + std::to_string(c.omit) + "|" +
+                            c.message;
+    EXPECT_EQ(RunInChild(InitWithAssist, arg.c_str()), 0) << c.message;
+  }
+}
+
+int LoadTable(const char *) {
+  if (!dlopen(PB_ASSIST_DIR "/libvelkcamalgassist.so", RTLD_NOW | RTLD_GLOBAL)) return 2;
+  camalg_assist_lib_api_t api{};
+  if (velk_load_caa_api(&api) != 0) return 3;
+  if (!api.handle || !api.GraphicBuffer_new || !api.GraphicBuffer_delete ||
+      !api.GraphicBufferPointer_lock || !api.GraphicBufferPointer_unlock ||
+      !api.GraphicBuffer_getPointer) {
+    return 4;
+  }
+  void *buffer = api.GraphicBuffer_new(4, 2, 12);
+  auto *pixels = static_cast<unsigned char *>(api.GraphicBufferPointer_lock(buffer));
+  if (!pixels || pixels != api.GraphicBuffer_getPointer(buffer)) return 5;
+  pixels[11] = 7;
+  if (api.GraphicBufferPointer_unlock(buffer) != 0) return 6;
+  api.GraphicBuffer_delete(buffer);
+  return dlclose(api.handle) == 0 ? 0 : 7;
+}
+
+TEST(AssistLoader, FillsTheTable) { EXPECT_EQ(RunInChild(LoadTable, ""), 0); }
+
+// Without any copy loaded the dlopen search decides; when it finds nothing,
+// init logs the open failure and fails.
+int InitWithoutAssist(const char *) {
+  camalg_assist_lib_api_t api{};
+  if (dlopen("libvelkcamalgassist.so", RTLD_NOW | RTLD_NOLOAD)) return 9;  // already there
+  void *probe = dlopen("libvelkcamalgassist.so", RTLD_LAZY);
+  if (probe) {
+    dlclose(probe);
+    return 10;  // the search path provides one: nothing to test here
+  }
+  pb::hooks::StartLogCapture();
+  const int status = velk_load_caa_api(&api);
+  const auto lines = pb::hooks::StopLogCapture();
+  if (status != 1 || lines.size() != 1) return 3;
+  return lines[0].text.rfind("open CAMALG ASSIST API failed.error = ", 0) == 0 ? 0 : 4;
+}
+
+TEST(AssistLoader, MissingLibraryFailsInit) {
+  const int result = RunInChild(InitWithoutAssist, "");
+  if (result == 10) GTEST_SKIP() << "an assist library is on the loader's search path";
+  EXPECT_EQ(result, 0);
+}
+
+}  // namespace

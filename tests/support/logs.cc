@@ -1,0 +1,22 @@
+#include "support/logs.h"
+
+#include <algorithm>
+
+namespace pbtest {
+
+std::vector<std::string> LogCapture::Texts() {
+  std::vector<std::string> texts;
+  for (auto &line : Take()) texts.push_back(line.text);
+  return texts;
+}
+
+bool HasLine(const std::vector<std::string> &lines, const std::string &text) {
+  return std::find(lines.begin(), lines.end(), text) != lines.end();
+}
+
+bool HasPrefix(const std::vector<std::string> &lines, const std::string &prefix) {
+  return std::any_of(lines.begin(), lines.end(),
+                     [&](const std::string &l) { return l.rfind(prefix, 0) == 0; });
+}
+
+}  // namespace pbtest
