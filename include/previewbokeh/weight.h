@@ -86,8 +86,9 @@ PREVIEWBOKEH_EXPORT int weight_init(const WeightInitParams *params, WeightContex
 
 /* Writes WeightWidth x WeightHeight weights (0..1024, row-major, stride
  * WeightWidth) into weight_map, which the caller owns and which must hold at
- * least WeightWidth x WeightHeight elements. Returns 0; 1 only for a null
- * pointer argument (then nothing is written). */
+ * least WeightWidth x WeightHeight elements. Synchronous, on the calling
+ * thread; allocates nothing. Returns 0; 1 (writing nothing) for a null
+ * pointer argument or an engine whose weight_init failed. */
 PREVIEWBOKEH_EXPORT int weight_async_process(const WeightProcessParams *params,
                                              WeightContext *context, uint16_t *weight_map);
 
@@ -109,18 +110,25 @@ PREVIEWBOKEH_EXPORT int weight_deinit(WeightContext *context);
 #endif
 PREVIEWBOKEH_STATIC_ASSERT(offsetof(WeightInitParams, WeightWidth) == 0, "WeightWidth offset");
 PREVIEWBOKEH_STATIC_ASSERT(offsetof(WeightInitParams, WeightHeight) == 4, "WeightHeight offset");
-PREVIEWBOKEH_STATIC_ASSERT(offsetof(WeightInitParams, DisparityWidth) == 8, "DisparityWidth offset");
-PREVIEWBOKEH_STATIC_ASSERT(offsetof(WeightInitParams, DisparityHeight) == 12, "DisparityHeight offset");
+PREVIEWBOKEH_STATIC_ASSERT(offsetof(WeightInitParams, DisparityWidth) == 8,
+                           "DisparityWidth offset");
+PREVIEWBOKEH_STATIC_ASSERT(offsetof(WeightInitParams, DisparityHeight) == 12,
+                           "DisparityHeight offset");
 PREVIEWBOKEH_STATIC_ASSERT(offsetof(WeightInitParams, reserved1) == 20, "reserved1 offset");
-PREVIEWBOKEH_STATIC_ASSERT(offsetof(WeightInitParams, DisparityWinSize) == 28, "DisparityWinSize offset");
+PREVIEWBOKEH_STATIC_ASSERT(offsetof(WeightInitParams, DisparityWinSize) == 28,
+                           "DisparityWinSize offset");
 PREVIEWBOKEH_STATIC_ASSERT(sizeof(WeightInitParams) == 32, "WeightInitParams size");
 PREVIEWBOKEH_STATIC_ASSERT(offsetof(WeightContext, MemorySize) == 0, "MemorySize offset");
-PREVIEWBOKEH_STATIC_ASSERT(offsetof(DisparityFrame, ScaleNumeratorQ19) == 16, "ScaleNumeratorQ19 offset");
-PREVIEWBOKEH_STATIC_ASSERT(offsetof(DisparityFrame, ScaleDenominatorQ19) == 20, "ScaleDenominatorQ19 offset");
+PREVIEWBOKEH_STATIC_ASSERT(offsetof(DisparityFrame, ScaleNumeratorQ19) == 16,
+                           "ScaleNumeratorQ19 offset");
+PREVIEWBOKEH_STATIC_ASSERT(offsetof(DisparityFrame, ScaleDenominatorQ19) == 20,
+                           "ScaleDenominatorQ19 offset");
 PREVIEWBOKEH_STATIC_ASSERT(offsetof(DisparityFrame, RefWidth) == 60, "RefWidth offset");
 PREVIEWBOKEH_STATIC_ASSERT(offsetof(DisparityFrame, DisparityWidth) == 64, "DisparityWidth offset");
-PREVIEWBOKEH_STATIC_ASSERT(offsetof(DisparityFrame, DisparityHeight) == 66, "DisparityHeight offset");
-PREVIEWBOKEH_STATIC_ASSERT(sizeof(DisparityFrame) == DISPARITY_FRAME_HEADER_BYTES, "DisparityFrame size");
+PREVIEWBOKEH_STATIC_ASSERT(offsetof(DisparityFrame, DisparityHeight) == 66,
+                           "DisparityHeight offset");
+PREVIEWBOKEH_STATIC_ASSERT(sizeof(DisparityFrame) == DISPARITY_FRAME_HEADER_BYTES,
+                           "DisparityFrame size");
 PREVIEWBOKEH_STATIC_ASSERT(offsetof(WeightProcessParams, F_number) == 0, "F_number offset");
 PREVIEWBOKEH_STATIC_ASSERT(offsetof(WeightProcessParams, sel_x) == 4, "sel_x offset");
 PREVIEWBOKEH_STATIC_ASSERT(offsetof(WeightProcessParams, sel_y) == 8, "sel_y offset");

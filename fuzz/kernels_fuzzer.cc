@@ -1,0 +1,249 @@
+// Differential fuzzer of the image kernels: each vector kernel is called with
+// arguments inside its contract (sizes, row ranges, taps, weights, alpha all
+// taken from the input) next to its scalar reference on identical inputs, and
+// any differing output byte aborts. Scratch buffers start with different
+// garbage for the two, so a kernel that reads scratch it did not write shows
+// up as a difference too.
+//
+// Covered: the luma and chroma smoothing, the full-resolution composites and,
+// for every ratio whose kernels are in the table, the downscale and
+// upscale-composite kernels of both planes.
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "blur/smooth.h"
+#include "fuzz_support.h"
+#include "platform/test_hooks.h"
+#include "scale/compose.h"
+#include "scale/downscale.h"
+#include "scale/kernel_table.h"
+
+namespace {
+
+using pbfuzz::Fail;
+using pbfuzz::FirstDifference;
+using pbfuzz::Input;
+
+constexpr uint16_t kGaussian11[11] = {50, 70, 91, 110, 123, 128, 123, 110, 91, 70, 50};
+
+std::vector<uint8_t> Bytes(Input &in, size_t n) {
+  std::vector<uint8_t> v(n);
+  in.Fill(v.data(), n);
+  return v;
+}
+
+// Garbage that differs between the two runs: v ^ salt.
+std::vector<uint8_t> Garbage(size_t n, uint8_t salt) {
+  std::vector<uint8_t> v(n);
+  for (size_t i = 0; i < n; ++i) v[i] = static_cast<uint8_t>((i * 131u) ^ salt);
+  return v;
+}
+
+// Mostly small widths (every vector tail length up to 72 bytes), now and then
+// frame-sized ones (up to about 2100 bytes; rare, they cost 100 small cases).
+int32_t Width(Input &in, int32_t multiple) {
+  const bool large = in.Range(0, 63) == 0;
+  const int32_t max_units = (large ? 2100 : 72) / multiple;
+  return in.Range(1, max_units > 0 ? max_units : 1) * multiple;
+}
+
+// Weights: mostly the documented 0..1024, sometimes any 16-bit value.
+std::vector<uint16_t> Weights(Input &in, size_t n) {
+  std::vector<uint16_t> w(n);
+  std::vector<uint8_t> raw = Bytes(in, 2 * n);
+  const bool any = in.Range(0, 3) == 0;
+  for (size_t i = 0; i < n; ++i) {
+    const uint16_t v = static_cast<uint16_t>(raw[2 * i] | (raw[2 * i + 1] << 8));
+    w[i] = any ? v : static_cast<uint16_t>(v % 1025u);
+  }
+  return w;
+}
+
+// Taps of a (2h + 1)-long kernel.
+std::vector<uint16_t> Taps(Input &in, int32_t *radius) {
+  const int mode = in.Range(0, 5);
+  if (mode <= 2) {
+    *radius = 5;
+    return std::vector<uint16_t>(kGaussian11, kGaussian11 + 11);
+  }
+  const int32_t h = in.Range(0, 9);
+  *radius = h;
+  const size_t n = static_cast<size_t>(2 * h + 1);
+  std::vector<uint16_t> taps(n);
+  if (mode == 3) {  // uniform, as the depth weights use
+    for (auto &t : taps) t = static_cast<uint16_t>(1024 / n);
+  } else if (mode == 4) {  // random, summing to at most 1024
+    uint32_t left = 1024;
+    for (auto &t : taps) {
+      t = static_cast<uint16_t>(in.Range(0, static_cast<int32_t>(left)) / 2);
+      left -= t;
+    }
+  } else {  // any taps: the horizontal pass may then exceed 8 bits
+    for (auto &t : taps) t = in.U16();
+  }
+  return taps;
+}
+
+void CheckSame(const char *what, const std::vector<uint8_t> &a, const std::vector<uint8_t> &b,
+               long width) {
+  const long d = FirstDifference(a.data(), b.data(), a.size());
+  if (d >= 0) Fail(what, d / width, d % width, static_cast<long>(a[d]) << 8 | b[d]);
+}
+
+void FuzzSmooth(Input &in, bool chroma) {
+  const int32_t width = Width(in, chroma ? 2 : 1);
+  const int32_t height = width > 200 ? in.Range(1, 4) : in.Range(1, 12);
+  int32_t h = 0;
+  const std::vector<uint16_t> taps = Taps(in, &h);
+  const int32_t first = in.Range(0, height - 1);
+  const int32_t last = in.Range(first, height - 1);
+  const auto input = Bytes(in, static_cast<size_t>(width) * height);
+  const auto before = Bytes(in, input.size());
+  const size_t padded_bytes = chroma ? pb::SmoothChromaPaddedBytes(width, height, h)
+                                     : pb::SmoothLumaPaddedBytes(width, height, h);
+  const size_t inter_bytes = pb::SmoothIntermediateBytes(width, height, h);
+  auto out_c = before, out_v = before;
+  auto pad_c = Garbage(padded_bytes, 0x00), pad_v = Garbage(padded_bytes, 0xa5);
+  auto int_c = Garbage(inter_bytes, 0x3c), int_v = Garbage(inter_bytes, 0xc3);
+  if (chroma) {
+    pb::SmoothChroma_C(input.data(), pad_c.data(), out_c.data(), width, height, taps.data(), h, h,
+                       int_c.data(), first, last);
+    pb::SmoothChroma_NEON(input.data(), pad_v.data(), out_v.data(), width, height, taps.data(), h,
+                          h, int_v.data(), first, last);
+  } else {
+    pb::SmoothLuma_C(input.data(), pad_c.data(), out_c.data(), width, height, taps.data(), h, h,
+                     int_c.data(), first, last);
+    pb::SmoothLuma_NEON(input.data(), pad_v.data(), out_v.data(), width, height, taps.data(), h,
+                        h, int_v.data(), first, last);
+  }
+  CheckSame(chroma ? "SmoothChroma vector != scalar" : "SmoothLuma vector != scalar", out_c, out_v,
+            width);
+}
+
+void FuzzCompose(Input &in, bool chroma) {
+  const int32_t width = Width(in, chroma ? 2 : 1);
+  const int32_t height = width > 200 ? in.Range(1, 4) : in.Range(1, 16);
+  const int32_t first = in.Range(0, height - 1);
+  const int32_t last = in.Range(first, height - 1);
+  const uint8_t alpha = in.Range(0, 1) ? in.Byte() : static_cast<uint8_t>(in.Range(0, 128));
+  const size_t plane = static_cast<size_t>(width) * height;
+  const auto src = Bytes(in, plane);
+  const auto blurred = Bytes(in, plane);
+  const auto weights = Weights(in, chroma ? 2 * plane : plane);  // luma resolution
+  const auto before = Bytes(in, plane);
+  auto out_c = before, out_v = before;
+  if (chroma) {
+    pb::ComposeChroma_C(src.data(), width, height, width, height, weights.data(), blurred.data(),
+                        out_c.data(), first, last, alpha);
+    pb::ComposeChroma_NEON(src.data(), width, height, width, height, weights.data(),
+                           blurred.data(), out_v.data(), first, last, alpha);
+  } else {
+    pb::ComposeLuma_C(src.data(), width, height, width, height, weights.data(), blurred.data(),
+                      out_c.data(), first, last, alpha);
+    pb::ComposeLuma_NEON(src.data(), width, height, width, height, weights.data(), blurred.data(),
+                         out_v.data(), first, last, alpha);
+  }
+  CheckSame(chroma ? "ComposeChroma vector != scalar" : "ComposeLuma vector != scalar", out_c,
+            out_v, width);
+}
+
+// A frame size that the reduced path accepts at ratio n (width a multiple of
+// 2n, height a multiple of 4 and of n, at least 16n), and the plane sizes the
+// strip tasks pass for it.
+struct ReducedPlane {
+  int32_t width, height, low_width, low_height;
+};
+
+ReducedPlane PlaneFor(Input &in, int n, bool chroma) {
+  const int32_t height_step = n % 4 == 0 ? n : (n == 6 ? 12 : 4);
+  const int32_t min_units = (16 * n + height_step - 1) / height_step;
+  const int32_t width = Width(in, 2 * n);
+  const int32_t frame_height = height_step * in.Range(min_units, min_units + (width > 200 ? 0 : 4));
+  const int32_t low_height = frame_height / n;
+  return chroma ? ReducedPlane{width, frame_height / 2, width / n, low_height / 2}
+                : ReducedPlane{width, frame_height, width / n, low_height};
+}
+
+void FuzzReduced(Input &in, bool upscale) {
+  static const int kRatios[] = {2, 4, 6, 8};
+  const int n = in.Pick(kRatios);
+  const bool chroma = in.Bool();
+  const pb::RatioKernels &kc = pb::KernelsForRatio(n, true);
+  const pb::RatioKernels &kv = pb::KernelsForRatio(n, false);
+  if (!kc.downscale_luma || !kv.downscale_luma) {
+    FuzzCompose(in, chroma);  // this ratio has no reduced kernels yet
+    return;
+  }
+  const ReducedPlane p = PlaneFor(in, n, chroma);
+  const size_t plane = static_cast<size_t>(p.width) * p.height;
+  const size_t low = static_cast<size_t>(p.low_width) * p.low_height;
+  const auto src = Bytes(in, plane);
+  if (!upscale) {
+    // Rows as a strip asks for them (halo included), sometimes past the image.
+    int32_t first = in.Range(0, p.low_height - 1);
+    int32_t last = in.Range(first, p.low_height - 1);
+    if (in.Range(0, 7) == 0) {
+      first -= in.Range(0, 6);
+      last += in.Range(0, 6);
+    }
+    const auto before = Bytes(in, low);
+    auto out_c = before, out_v = before;
+    auto xi_c = Garbage(static_cast<size_t>(p.low_width) * p.height, 0x11);
+    auto xi_v = Garbage(xi_c.size(), 0xee);
+    const pb::DownscaleKernel c = chroma ? kc.downscale_chroma : kc.downscale_luma;
+    const pb::DownscaleKernel v = chroma ? kv.downscale_chroma : kv.downscale_luma;
+    c(src.data(), out_c.data(), xi_c.data(), p.width, p.height, p.low_width, p.low_height, first,
+      last);
+    v(src.data(), out_v.data(), xi_v.data(), p.width, p.height, p.low_width, p.low_height, first,
+      last);
+    CheckSame(chroma ? "DownscaleChroma vector != scalar" : "DownscaleLuma vector != scalar", out_c,
+              out_v, p.low_width);
+    return;
+  }
+  const int32_t first = in.Range(0, p.height - 1);
+  const int32_t last = in.Range(first, p.height - 1);
+  const uint8_t alpha = in.Range(0, 1) ? in.Byte() : static_cast<uint8_t>(in.Range(0, 128));
+  const auto blurred = Bytes(in, low);
+  const auto weights = Weights(in, chroma ? 2 * plane : plane);
+  const auto before = Bytes(in, plane);
+  auto out_c = before, out_v = before;
+  const pb::ComposeKernel c = chroma ? kc.compose_chroma : kc.compose_luma;
+  const pb::ComposeKernel v = chroma ? kv.compose_chroma : kv.compose_luma;
+  c(src.data(), p.width, p.height, p.low_width, p.low_height, weights.data(), blurred.data(),
+    out_c.data(), first, last, alpha);
+  v(src.data(), p.width, p.height, p.low_width, p.low_height, weights.data(), blurred.data(),
+    out_v.data(), first, last, alpha);
+  CheckSame(chroma ? "UpscaleComposeChroma vector != scalar" : "UpscaleComposeLuma vector != scalar",
+            out_c, out_v, p.width);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+  pb::hooks::StartLogCapture();  // refused arguments log; keep the output quiet
+  Input in(data, size);
+  switch (in.Range(0, 7)) {
+    case 0:
+      FuzzSmooth(in, false);
+      break;
+    case 1:
+      FuzzSmooth(in, true);
+      break;
+    case 2:
+      FuzzCompose(in, false);
+      break;
+    case 3:
+      FuzzCompose(in, true);
+      break;
+    case 4:
+    case 5:
+      FuzzReduced(in, false);
+      break;
+    default:
+      FuzzReduced(in, true);
+      break;
+  }
+  pb::hooks::StopLogCapture();
+  return 0;
+}

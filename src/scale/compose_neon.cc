@@ -1,0 +1,143 @@
+// Vector full-resolution composite: 8 luma pixels or 8 chroma pairs per step
+// (two steps per iteration where the row allows) with the unsigned lane
+// arithmetic of compose_internal.h; the left-over samples use the signed
+// per-sample arithmetic. Rows whose effective weights all lie in 0..1024 (the
+// normal case) take an equivalent all-16-bit form. Bytes are identical to the
+// scalar reference.
+#include "scale/compose.h"
+#include "scale/compose_internal.h"
+#include "simd/neon.h"
+
+namespace pb {
+namespace {
+
+// w = (m * alpha + 64) >> 7 as a 16-bit lane, from 16-bit products only:
+// with m = 256 * mh + ml, m * alpha = 256 * (mh * alpha) + ml * alpha, both
+// products fit 16 bits, and w = 2 * (mh * alpha) + ((ml * alpha + 64) >> 7);
+// the lane keeps it modulo 2^16 as the narrowing would.
+inline uint16x8_t EffectiveWeight(uint16x8_t m, uint16_t alpha) {
+  const uint16x8_t hi = vmulq_n_u16(vshrq_n_u16(m, 8), alpha);
+  const uint16x8_t lo = vmulq_n_u16(vandq_u16(m, vdupq_n_u16(0xFF)), alpha);
+  return vrsraq_n_u16(vshlq_n_u16(hi, 1), lo, 7);
+}
+
+// Mix for w <= 1024 in every lane: acc = 1024 * s + w * d with d = b - s, so
+// out = s + ((w * d + 512) >> 10), never outside 0..255. w * d needs 18 bits:
+// with w = 32 * w1 + w0, (32 * A + B + 512) >> 10 == (A + (B >> 5) + 16) >> 5
+// for A = w1 * d, B = w0 * d, all in signed 16-bit lanes.
+inline uint8x8_t BlendInRange(uint16x8_t w, uint8x8_t s, uint8x8_t b) {
+  const int16x8_t d = vreinterpretq_s16_u16(vsubl_u8(b, s));
+  const int16x8_t a = vmulq_s16(vreinterpretq_s16_u16(vshrq_n_u16(w, 5)), d);
+  const int16x8_t r = vmulq_s16(vreinterpretq_s16_u16(vandq_u16(w, vdupq_n_u16(31))), d);
+  const int16x8_t q = vrshrq_n_s16(vsraq_n_s16(a, r, 5), 5);
+  return vqmovun_s16(vaddq_s16(vreinterpretq_s16_u16(vmovl_u8(s)), q));
+}
+
+// Any w: 1024 - w wraps in its 16-bit lane, products and sum in 32-bit lanes,
+// the rounded shift narrowed to 16 bits, then saturated to 0..255.
+inline uint8x8_t BlendAnyWeight(uint16x8_t w, uint8x8_t s, uint8x8_t b) {
+  const uint16x8_t iw = vsubq_u16(vdupq_n_u16(1024), w);
+  const uint16x8_t s16 = vmovl_u8(s);
+  const uint16x8_t b16 = vmovl_u8(b);
+  uint32x4_t a0 = vmull_u16(vget_low_u16(w), vget_low_u16(b16));
+  uint32x4_t a1 = vmull_u16(vget_high_u16(w), vget_high_u16(b16));
+  a0 = vmlal_u16(a0, vget_low_u16(iw), vget_low_u16(s16));
+  a1 = vmlal_u16(a1, vget_high_u16(iw), vget_high_u16(s16));
+  return vqmovn_u16(vcombine_u16(vrshrn_n_u32(a0, 10), vrshrn_n_u32(a1, 10)));
+}
+
+// True when every weight of m[0..n) (n a multiple of 8) gives w <= 1024,
+// i.e. m * alpha <= 131135 (w grows with m).
+bool RowInRange(const uint16_t *m, int32_t n, uint8_t alpha) {
+  uint16x8_t mx = vdupq_n_u16(0);
+  for (int32_t x = 0; x < n; x += 8) mx = vmaxq_u16(mx, vld1q_u16(m + x));
+  return static_cast<uint32_t>(vmaxvq_u16(mx)) * alpha <= 131135u;
+}
+
+template <bool kInRange>
+inline uint8x8_t Blend(uint16x8_t w, uint8x8_t s, uint8x8_t b) {
+  return kInRange ? BlendInRange(w, s, b) : BlendAnyWeight(w, s, b);
+}
+
+template <bool kInRange>
+void LumaRow(const uint8_t *s, const uint8_t *b, const uint16_t *m, uint8_t *d, int32_t body,
+             uint8_t alpha) {
+  int32_t x = 0;
+  for (; x + 16 <= body; x += 16) {
+    const uint8x16_t sv = vld1q_u8(s + x);
+    const uint8x16_t bv = vld1q_u8(b + x);
+    const uint16x8_t w0 = EffectiveWeight(vld1q_u16(m + x), alpha);
+    const uint16x8_t w1 = EffectiveWeight(vld1q_u16(m + x + 8), alpha);
+    vst1q_u8(d + x, vcombine_u8(Blend<kInRange>(w0, vget_low_u8(sv), vget_low_u8(bv)),
+                                Blend<kInRange>(w1, vget_high_u8(sv), vget_high_u8(bv))));
+  }
+  for (; x < body; x += 8) {
+    const uint16x8_t w = EffectiveWeight(vld1q_u16(m + x), alpha);
+    vst1_u8(d + x, Blend<kInRange>(w, vld1_u8(s + x), vld1_u8(b + x)));
+  }
+}
+
+// U and V lanes apart; of each 16 weights the even ones belong to the pairs.
+template <bool kInRange>
+void ChromaRow(const uint8_t *s, const uint8_t *b, const uint16_t *m, uint8_t *d, int32_t body,
+               uint8_t alpha) {
+  for (int32_t x = 0; x < body; x += 16) {
+    const uint8x8x2_t sv = vld2_u8(s + x);
+    const uint8x8x2_t bv = vld2_u8(b + x);
+    const uint16x8_t w = EffectiveWeight(vld2q_u16(m + x).val[0], alpha);
+    uint8x8x2_t out;
+    out.val[0] = Blend<kInRange>(w, sv.val[0], bv.val[0]);
+    out.val[1] = Blend<kInRange>(w, sv.val[1], bv.val[1]);
+    vst2_u8(d + x, out);
+  }
+}
+
+}  // namespace
+
+PB_COMPOSE_KERNEL(ComposeLuma_NEON) {
+  (void)height;
+  (void)lowWidth;
+  (void)lowHeight;
+  if (!compose::Screen("ComposeLuma", src, width, weight, blurred, dst, rowFirst, rowLast)) return;
+  const size_t stride = static_cast<size_t>(width);
+  const int32_t body = width & ~7;
+  for (int32_t y = rowFirst; y <= rowLast; ++y) {
+    const size_t row = static_cast<size_t>(y) * stride;
+    const uint8_t *s = src + row;
+    const uint8_t *b = blurred + row;
+    const uint16_t *m = weight + row;
+    uint8_t *d = dst + row;
+    if (RowInRange(m, body, alpha)) {
+      LumaRow<true>(s, b, m, d, body, alpha);
+    } else {
+      LumaRow<false>(s, b, m, d, body, alpha);
+    }
+    for (int32_t x = body; x < width; ++x) d[x] = compose::MixTail(m[x], alpha, s[x], b[x]);
+  }
+}
+
+PB_COMPOSE_KERNEL(ComposeChroma_NEON) {
+  (void)height;
+  (void)lowWidth;
+  (void)lowHeight;
+  if (!compose::Screen("ComposeChroma", src, width, weight, blurred, dst, rowFirst, rowLast)) {
+    return;
+  }
+  const size_t stride = static_cast<size_t>(width);
+  const int32_t body = width & ~15;
+  for (int32_t y = rowFirst; y <= rowLast; ++y) {
+    const size_t row = static_cast<size_t>(y) * stride;
+    const uint8_t *s = src + row;
+    const uint8_t *b = blurred + row;
+    const uint16_t *m = weight + 2 * row;  // luma row 2y
+    uint8_t *d = dst + row;
+    if (RowInRange(m, body, alpha)) {
+      ChromaRow<true>(s, b, m, d, body, alpha);
+    } else {
+      ChromaRow<false>(s, b, m, d, body, alpha);
+    }
+    for (int32_t x = body; x < width; x += 2) compose::MixTailPair(s, b, d, m[x], alpha, x, width);
+  }
+}
+
+}  // namespace pb

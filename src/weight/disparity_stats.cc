@@ -1,0 +1,103 @@
+#include "weight/disparity_stats.h"
+
+#include <cstring>
+
+#include "platform/log.h"
+#include "simd/dispatch.h"
+#include "simd/neon.h"
+
+namespace pb {
+namespace {
+
+void MinMaxTail(const uint8_t *src, int32_t from, int32_t n, uint8_t *min, uint8_t *max) {
+  uint8_t lo = *min;
+  uint8_t hi = *max;
+  for (int32_t i = from; i < n; ++i) {
+    const uint8_t v = src[i];
+    if (v < lo) {
+      lo = v;
+    } else if (v > hi) {
+      hi = v;
+    }
+  }
+  *min = lo;
+  *max = hi;
+}
+
+}  // namespace
+
+void DisparityMinMax_C(const uint8_t *src, int32_t n, uint8_t *min, uint8_t *max) {
+  if (n < 0) n = 0;
+  const int32_t m = n & ~15;
+  uint8_t lo = 255;
+  uint8_t hi = 0;
+  for (int32_t i = 0; i < m; ++i) {
+    if (src[i] < lo) lo = src[i];
+    if (src[i] > hi) hi = src[i];
+  }
+  *min = lo;
+  *max = hi;
+  MinMaxTail(src, m, n, min, max);
+}
+
+void DisparityMinMax_NEON(const uint8_t *src, int32_t n, uint8_t *min, uint8_t *max) {
+  if (n < 0) n = 0;
+  const int32_t m = n & ~15;
+  uint8_t lo = 255;
+  uint8_t hi = 0;
+  if (m >= 1) {
+    uint8x16_t vmin = vdupq_n_u8(255);
+    uint8x16_t vmax = vdupq_n_u8(0);
+    for (int32_t i = 0; i < m; i += 16) {
+      const uint8x16_t v = vld1q_u8(src + i);
+      vmin = vminq_u8(vmin, v);
+      vmax = vmaxq_u8(vmax, v);
+    }
+    lo = vminvq_u8(vmin);
+    hi = vmaxvq_u8(vmax);
+  }
+  *min = lo;
+  *max = hi;
+  MinMaxTail(src, m, n, min, max);
+}
+
+MinMaxFn DisparityMinMaxKernel() {
+  return ScalarKernelsInUse() ? DisparityMinMax_C : DisparityMinMax_NEON;
+}
+
+void DisparityHistogramRange(const uint8_t *src, uint16_t hist[256], int32_t n, int32_t ratio,
+                             int32_t minRange, uint8_t *min, uint8_t *max) {
+  PB_LOGD("pixel_num : %d\n", n);
+  PB_LOGD("HistMinNumberRatio : %d\n", ratio);
+  PB_LOGD("min : %d\n", *min);
+  PB_LOGD("max : %d\n", *max);
+  // 32-bit product (wrapping), signed division.
+  const int32_t th =
+      static_cast<int32_t>(static_cast<uint32_t>(ratio) * static_cast<uint32_t>(n)) / 256;
+  PB_LOGD("Hist_th : %d\n", th);
+
+  std::memset(hist, 0, 256 * sizeof hist[0]);
+  for (int32_t i = 0; i < n; ++i) ++hist[src[i]];
+
+  int32_t lo = 255;
+  for (int32_t j = 0; j <= 254; ++j) {
+    if (static_cast<int32_t>(hist[j]) >= th) {
+      lo = j;
+      break;
+    }
+  }
+  // Downward from the incoming maximum; bin 0 is never examined.
+  int32_t hi = 0;
+  for (int32_t j = *max; j >= 1; --j) {
+    if (static_cast<int32_t>(hist[j]) >= th) {
+      hi = j;
+      break;
+    }
+  }
+  if (hi - lo >= minRange) {
+    *min = static_cast<uint8_t>(lo);
+    *max = static_cast<uint8_t>(hi);
+  }
+}
+
+}  // namespace pb

@@ -1,0 +1,52 @@
+// Weight map computation: resamples the smoothed disparity bilinearly (16.16
+// positions) to the weight-map size, puts an in-focus band around the value
+// under the focus point and turns each pixel's distance from the band into a
+// weight 0..1024.
+#ifndef PREVIEWBOKEH_WEIGHT_WEIGHT_MAP_H_
+#define PREVIEWBOKEH_WEIGHT_WEIGHT_MAP_H_
+
+#include <cstdint>
+
+namespace pb {
+
+// Position step (n << 16) / size in 32-bit signed arithmetic; 0 for size 0.
+int32_t WeightStep(int32_t n, int32_t size);
+
+// Bilinear sample of src (width x height, stride width) at 16.16 position
+// (px, py): horizontal interpolation of the two rows first, each rounded, then
+// vertical, rounded. Only the right and lower neighbours are clamped, so the
+// integer parts must lie inside the map.
+uint32_t BilinearSample(const uint8_t *src, int32_t width, int32_t height, int32_t px, int32_t py);
+
+// In-focus band [*low, *high] around focus level f (0..255).
+void FocusBand(uint32_t f, int32_t *low, int32_t *high);
+
+// Weight for a distance d (0..255) from the band:
+// (min(trunc(float(d) * g), 1024) * gain + 64) >> 7 with g = 1024 / bandScale.
+uint16_t DistanceWeight(uint32_t d, float g, uint8_t gain);
+
+// Writes rows first..last (inclusive) of dst (weight map width x height,
+// stride width) and no other element. Focus point (selX, selY) in weight-map
+// pixels; it must lie inside the map (callers clamp it). src is the smoothed
+// disparity, srcWidth x srcHeight, both below 32768.
+using ComputeWeightsFn = void (*)(int32_t width, int32_t height, int32_t selX, int32_t selY,
+                                  int32_t first, int32_t last, uint16_t *dst, int32_t srcWidth,
+                                  int32_t srcHeight, uint8_t bandScale, uint8_t gain,
+                                  const uint8_t *src);
+// Per-pixel formula, as plain as it can be written: the reference.
+void ComputeWeights_C(int32_t width, int32_t height, int32_t selX, int32_t selY, int32_t first,
+                      int32_t last, uint16_t *dst, int32_t srcWidth, int32_t srcHeight,
+                      uint8_t bandScale, uint8_t gain, const uint8_t *src);
+// Same bytes: horizontal interpolation once per source row and column chunk
+// (two rows cached), vector vertical interpolation per output row, and the
+// weights from a distance-to-weight table built per call with the same float
+// arithmetic, applied sixteen at a time through an integer form that is
+// checked against the whole table first (else looked up one at a time).
+void ComputeWeights_NEON(int32_t width, int32_t height, int32_t selX, int32_t selY,
+                         int32_t first, int32_t last, uint16_t *dst, int32_t srcWidth,
+                         int32_t srcHeight, uint8_t bandScale, uint8_t gain, const uint8_t *src);
+ComputeWeightsFn ComputeWeightsKernel();
+
+}  // namespace pb
+
+#endif  // PREVIEWBOKEH_WEIGHT_WEIGHT_MAP_H_

@@ -1,0 +1,277 @@
+// Downscale kernels: vector == scalar byte for byte, and both against values
+// worked out here from the reduction filters.
+#include "scale/downscale.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <ostream>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "platform/test_hooks.h"
+
+namespace pb {
+namespace {
+
+struct Member {
+  const char *name;
+  int n;
+  bool chroma;
+  DownscaleKernel scalar;
+  DownscaleKernel vector;
+};
+
+const Member kMembers[] = {
+    {"Luma2", 2, false, DownscaleLuma2_C, DownscaleLuma2_NEON},
+    {"Luma4", 4, false, DownscaleLuma4_C, DownscaleLuma4_NEON},
+    {"Luma6", 6, false, DownscaleLuma6_C, DownscaleLuma6_NEON},
+    {"Luma8", 8, false, DownscaleLuma8_C, DownscaleLuma8_NEON},
+    {"Chroma2", 2, true, DownscaleChroma2_C, DownscaleChroma2_NEON},
+    {"Chroma4", 4, true, DownscaleChroma4_C, DownscaleChroma4_NEON},
+    {"Chroma6", 6, true, DownscaleChroma6_C, DownscaleChroma6_NEON},
+    {"Chroma8", 8, true, DownscaleChroma8_C, DownscaleChroma8_NEON},
+};
+
+std::string MemberName(const ::testing::TestParamInfo<Member> &info) { return info.param.name; }
+void PrintTo(const Member &m, std::ostream *os) { *os << m.name; }
+
+// Reduction of N taps written out from the filter table: box for 2, 4, 8;
+// weights 1,1,2,2,1,1 over 8 for 6.
+int Reduce(const std::vector<int> &t) {
+  const int n = static_cast<int>(t.size());
+  if (n == 6) return (t[0] + t[1] + 2 * t[2] + 2 * t[3] + t[4] + t[5] + 4) >> 3;
+  int sum = 0;
+  for (int v : t) sum += v;
+  const int shift = n == 2 ? 1 : n == 4 ? 2 : 3;
+  return (sum + (1 << (shift - 1))) >> shift;
+}
+
+// First source byte of reduced byte x. With fh = N every member reads N * x
+// (pairs: 2 * N * pair); with another factor the members differ: ratio 2 luma
+// keeps 2x over the first lowWidth & ~7 columns and steps by fh after them,
+// ratio 4 luma reads blocks of 8 outputs at 8 * fh * block, ratio 2 chroma
+// always reads pairs 2k and 2k + 1, the others step by fh.
+int FirstTap(const Member &m, int fh, int lowWidth, int x) {
+  const int body = lowWidth & ~7;
+  if (m.chroma) return (m.n == 2 ? 4 * (x / 2) : 2 * fh * (x / 2)) + x % 2;
+  if (m.n == 2) return x < body ? 2 * x : 2 * body + fh * (x - body);
+  if (m.n == 4 && x < body) return 8 * fh * (x / 8) + 4 * (x % 8);
+  return fh * x;
+}
+
+// Expected reduced byte x of row j: each source row fv * j + k of the block
+// reduced horizontally first, then the column of N results.
+int Expected(const Member &m, const std::vector<uint8_t> &src, int width, int height, int lowWidth,
+             int lowHeight, int x, int j) {
+  const int n = m.n, fv = height / lowHeight, step = m.chroma ? 2 : 1;
+  const int first = FirstTap(m, width / lowWidth, lowWidth, x);
+  std::vector<int> column;
+  for (int k = 0; k < n; ++k) {
+    const uint8_t *row = &src[static_cast<size_t>(fv * j + k) * width];
+    std::vector<int> taps;
+    for (int i = 0; i < n; ++i) taps.push_back(row[first + step * i]);
+    column.push_back(Reduce(taps));
+  }
+  return Reduce(column);
+}
+
+struct Buffers {
+  int width, height, lowWidth, lowHeight;
+  std::vector<uint8_t> src, dst, xinterp;
+  Buffers(int w, int h, int lw, int lh, std::mt19937 &rng)
+      : width(w),
+        height(h),
+        lowWidth(lw),
+        lowHeight(lh),
+        src(size_t(w) * h),
+        dst(size_t(lw) * lh),
+        xinterp(size_t(lw) * h) {
+    for (auto *v : {&src, &dst, &xinterp}) {
+      for (auto &b : *v) b = static_cast<uint8_t>(rng());
+    }
+  }
+  void Run(DownscaleKernel k, int first, int last) {
+    k(src.data(), dst.data(), xinterp.data(), width, height, lowWidth, lowHeight, first, last);
+  }
+};
+
+class DownscaleMember : public ::testing::TestWithParam<Member> {};
+
+// Exact multiples plus up to N - 1 trailing columns and rows that must not
+// contribute, and factors of N + 1 (where the members' column addressing
+// differs); every written byte checked against the worked-out value, rows
+// outside the range untouched.
+TEST_P(DownscaleMember, MatchesFilterOnBlocks) {
+  const Member m = GetParam();
+  std::mt19937 rng(7);
+  for (int lowWidth : {1, 2, 3, 7, 8, 9, 16, 17, 30, 33, 64}) {
+    for (int extra : {0, m.n - 1, -1}) {
+      // Trailing columns and rows fewer than lowWidth and lowHeight keep the factors at N.
+      const int lowHeight = 8;
+      const int width =
+          extra < 0 ? (m.n + 1) * lowWidth : m.n * lowWidth + std::min(extra, lowWidth - 1);
+      const int height = extra < 0 ? (m.n + 1) * lowHeight : m.n * lowHeight + extra;
+      for (bool vector : {false, true}) {
+        Buffers b(width, height, lowWidth, lowHeight, rng);
+        const std::vector<uint8_t> before = b.dst;
+        b.Run(vector ? m.vector : m.scalar, 1, 2);
+        const int bytes = m.chroma ? lowWidth & ~1 : lowWidth;
+        for (int j = 0; j < lowHeight; ++j) {
+          for (int x = 0; x < bytes; ++x) {
+            const size_t at = static_cast<size_t>(j) * lowWidth + x;
+            const int want = (j == 1 || j == 2)
+                                 ? Expected(m, b.src, width, height, lowWidth, lowHeight, x, j)
+                                 : before[at];
+            ASSERT_EQ(b.dst[at], want) << "lowWidth " << lowWidth << " extra " << extra << " row "
+                                       << j << " byte " << x << " vector " << vector;
+          }
+        }
+      }
+    }
+  }
+}
+
+// Vector and scalar on identical random buffers (scratch included, so stale
+// bytes agree too) over many widths, row ranges and awkward factors
+// (fh = N + 1 separates body and tail addressing).
+TEST_P(DownscaleMember, VectorMatchesScalar) {
+  const Member m = GetParam();
+  std::mt19937 rng(11);
+  struct Size {
+    int lowWidth, width, lowHeight, height;
+  };
+  std::vector<Size> sizes;
+  for (int lw = 1; lw <= 70; ++lw) {
+    const int lh = 1 + lw % 5;
+    sizes.push_back({lw, m.n * lw, lh, m.n * lh});
+    sizes.push_back({lw, m.n * lw + 1 + lw % (m.n + 1), lh, m.n * lh + lw % 2});
+    sizes.push_back({lw, (m.n + 1) * lw, lh, (m.n + 1) * lh});
+  }
+  sizes.push_back({1920 / m.n, 1920, 6, 6 * m.n});
+  sizes.push_back({1080 / 8, 1080, 3, 3 * m.n});  // odd reduced width for chroma
+  for (const Size &s : sizes) {
+    const int first = static_cast<int>(rng() % s.lowHeight);
+    const int last = first + static_cast<int>(rng() % (s.lowHeight - first));
+    Buffers a(s.width, s.height, s.lowWidth, s.lowHeight, rng);
+    Buffers b = a;
+    a.Run(m.scalar, first, last);
+    b.Run(m.vector, first, last);
+    ASSERT_EQ(a.dst, b.dst) << s.width << "x" << s.height << " -> " << s.lowWidth << "x"
+                            << s.lowHeight << " rows " << first << ".." << last;
+    ASSERT_EQ(a.xinterp, b.xinterp) << s.width << " rows " << first << ".." << last;
+  }
+}
+
+// Neighbouring overlapping ranges in either order equal one call over the
+// union; an empty range writes nothing.
+TEST_P(DownscaleMember, RowRanges) {
+  const Member m = GetParam();
+  std::mt19937 rng(3);
+  for (DownscaleKernel k : {m.scalar, m.vector}) {
+    Buffers whole(m.n * 40, m.n * 12, 40, 12, rng);
+    Buffers ab = whole, ba = whole, empty = whole;
+    const std::vector<uint8_t> before = whole.dst;
+    whole.Run(k, 0, 9);
+    ab.Run(k, 0, 6);
+    ab.Run(k, 3, 9);
+    ba.Run(k, 3, 9);
+    ba.Run(k, 0, 6);
+    EXPECT_EQ(ab.dst, whole.dst);
+    EXPECT_EQ(ba.dst, whole.dst);
+    empty.Run(k, 5, 4);
+    EXPECT_EQ(empty.dst, before);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, DownscaleMember, ::testing::ValuesIn(kMembers), MemberName);
+
+// Single non-zero samples in one block: the rounding of each pass shows.
+TEST(DownscaleKnownAnswers, SingleBlocks) {
+  struct Case {
+    const char *what;
+    DownscaleKernel k[2];
+    int width, height, lowWidth;
+    std::vector<std::pair<int, int>> ones;  // (byte, value) set in every listed row
+    std::vector<int> rows;
+    std::vector<int> want;        // reduced row 0
+    int xinterpRow, xinterpWant;  // scratch byte 0 of that source row
+  };
+  // clang-format off
+  const Case cases[] = {
+      {"ratio 4 double rounding", {DownscaleLuma4_C, DownscaleLuma4_NEON}, 4, 4, 1,
+       {{2, 1}, {3, 1}}, {0, 1}, {1}, 0, 1},
+      {"ratio 6 centre tap", {DownscaleLuma6_C, DownscaleLuma6_NEON}, 6, 6, 1,
+       {{2, 255}}, {2}, {16}, 2, 64},
+      {"ratio 6 corner tap", {DownscaleLuma6_C, DownscaleLuma6_NEON}, 6, 6, 1,
+       {{0, 255}}, {0}, {4}, 0, 32},
+      {"ratio 2 pairs", {DownscaleChroma2_C, DownscaleChroma2_NEON}, 4, 2, 2,
+       {{0, 10}, {1, 200}, {2, 11}, {3, 201}}, {0, 1}, {11, 201}, 1, 11},
+      {"ratio 6 chroma U only", {DownscaleChroma6_C, DownscaleChroma6_NEON}, 12, 6, 2,
+       {{4, 255}}, {3}, {16, 0}, 3, 64},
+  };
+  // clang-format on
+  for (const Case &c : cases) {
+    for (DownscaleKernel k : c.k) {
+      std::vector<uint8_t> src(static_cast<size_t>(c.width) * c.height, 0);
+      for (int r : c.rows) {
+        for (auto [x, v] : c.ones)
+          src[static_cast<size_t>(r) * c.width + x] = static_cast<uint8_t>(v);
+      }
+      std::vector<uint8_t> dst(c.lowWidth, 99),
+          xinterp(static_cast<size_t>(c.lowWidth) * c.height, 99);
+      k(src.data(), dst.data(), xinterp.data(), c.width, c.height, c.lowWidth, 1, 0, 0);
+      EXPECT_EQ(std::vector<int>(dst.begin(), dst.end()), c.want) << c.what;
+      EXPECT_EQ(xinterp[static_cast<size_t>(c.xinterpRow) * c.lowWidth], c.xinterpWant) << c.what;
+    }
+  }
+}
+
+// The odd last byte of a reduced chroma row: kept by ratios 4, 6, 8 (also
+// when lowWidth is 1: nothing written at all), recomputed from the stale
+// scratch by ratio 2.
+TEST(DownscaleKnownAnswers, OddChromaByte) {
+  std::mt19937 rng(5);
+  for (const Member &m : kMembers) {
+    if (!m.chroma) continue;
+    for (int lowWidth : {1, 135}) {
+      const int width = m.n * lowWidth, lowHeight = 2, height = m.n * lowHeight;
+      for (DownscaleKernel k : {m.scalar, m.vector}) {
+        Buffers b(width, height, lowWidth, lowHeight, rng);
+        const Buffers before = b;
+        b.Run(k, 0, 1);
+        for (int j = 0; j < lowHeight; ++j) {
+          const size_t at = static_cast<size_t>(j) * lowWidth + lowWidth - 1;
+          int want = before.dst[at];
+          if (m.n == 2) {
+            want = (before.xinterp[at + static_cast<size_t>(j) * lowWidth] +
+                    before.xinterp[at + static_cast<size_t>(j + 1) * lowWidth] + 1) >>
+                   1;
+          }
+          EXPECT_EQ(b.dst[at], want) << m.name << " lowWidth " << lowWidth << " row " << j;
+        }
+        if (lowWidth == 1 && m.n != 2) {
+          EXPECT_EQ(b.dst, before.dst) << m.name;
+        }
+      }
+    }
+  }
+}
+
+// Sizes that would read past the source are refused with a log line.
+TEST(DownscaleKnownAnswers, RefusesOversizedReduction) {
+  std::vector<uint8_t> src(64, 1), dst(16, 7), xinterp(64, 7);
+  for (const Member &m : kMembers) {
+    hooks::StartLogCapture();
+    m.vector(src.data(), dst.data(), xinterp.data(), 8, 8, 8, 2, 0, 1);
+    m.scalar(nullptr, dst.data(), xinterp.data(), 16, 16, 16 / m.n, 16 / m.n, 0, 0);
+    const auto lines = hooks::StopLogCapture();
+    EXPECT_EQ(lines.size(), 2u) << m.name;
+    EXPECT_EQ(dst, std::vector<uint8_t>(16, 7)) << m.name;
+  }
+}
+
+}  // namespace
+}  // namespace pb

@@ -1,0 +1,127 @@
+// Weight map computation: the focus band and distance-to-weight rule by known
+// answers, the bilinear resampling against an independent 2x model, and the
+// vector kernel byte for byte against the per-pixel reference.
+#include <gtest/gtest.h>
+
+#include <random>
+#include <vector>
+
+#include "weight/weight_map.h"
+
+namespace {
+
+using Kernel = pb::ComputeWeightsFn;
+constexpr uint16_t kSentinel = 0xBEEF;
+
+struct BandCase {
+  uint32_t f;
+  int32_t low, high;
+};
+
+TEST(FocusBand, SwitchAt150) {
+  const BandCase cases[] = {{0, 0, 0},     {1, 0, 1},       {4, 3, 5},      {100, 80, 125},
+                            {150, 120, 187}, {151, 150, 255}, {204, 150, 255}, {255, 150, 255}};
+  for (const BandCase &c : cases) {
+    int32_t low = -1, high = -1;
+    pb::FocusBand(c.f, &low, &high);
+    EXPECT_EQ(low, c.low) << "F " << c.f;
+    EXPECT_EQ(high, c.high) << "F " << c.f;
+  }
+}
+
+class WeightKernelTest : public ::testing::TestWithParam<Kernel> {};
+
+// Flat map of `other` with the focus pixel (0, 0) at `focus`, sampled 1:1:
+// every other pixel's weight comes from the band around `focus`.
+struct WeightCase {
+  uint8_t focus, other, gain;
+  uint16_t weight;
+};
+
+TEST_P(WeightKernelTest, DistanceToWeight) {
+  const WeightCase cases[] = {
+      {100, 100, 128, 0},  {100, 80, 128, 0},    {100, 125, 128, 0},   {100, 79, 128, 20},
+      {100, 126, 128, 20}, {100, 31, 128, 1003}, {100, 30, 128, 1024}, {100, 0, 128, 1024},
+      {0, 0, 128, 0},      {0, 10, 128, 204},    {0, 25, 128, 512},    {0, 60, 128, 1024},
+      {255, 150, 128, 0},  {255, 149, 128, 20},  {255, 255, 128, 0},   {151, 200, 128, 0},
+      {150, 187, 128, 0},  {150, 188, 128, 20},  {100, 79, 64, 10},    {0, 50, 255, 2040},
+      {0, 50, 0, 0},
+  };
+  for (const WeightCase &c : cases) {
+    std::vector<uint8_t> src(4 * 3, c.other);
+    src[0] = c.focus;
+    std::vector<uint16_t> dst(4 * 3, kSentinel);
+    GetParam()(4, 3, 0, 0, 0, 2, dst.data(), 4, 3, 50, c.gain, src.data());
+    EXPECT_EQ(dst[11], c.weight) << "focus " << int(c.focus) << " value " << int(c.other)
+                                 << " gain " << int(c.gain);
+  }
+}
+
+// A = 2C, B = 2D: even pixels are the samples, odd ones the rounded averages
+// of their neighbours (twice for odd-odd), the last column and row repeat.
+TEST_P(WeightKernelTest, ExactTwiceUpsampling) {
+  for (int c = 1; c <= 19; c += 3) {
+    const int d = 1 + c % 5;
+    std::mt19937 rng(c);
+    std::vector<uint8_t> src(c * d);
+    for (auto &v : src) v = rng() % 50;  // below 50: weight = trunc(20.48 v), one-to-one
+    src[0] = 0;                          // focus level 0: band [0, 0]
+    auto at = [&](int x, int y) { return int(src[std::min(y, d - 1) * c + std::min(x, c - 1)]); };
+    auto horiz = [&](int x, int y) { return x % 2 ? (at(x / 2, y) + at(x / 2 + 1, y) + 1) >> 1 : at(x / 2, y); };
+    std::vector<uint16_t> dst(4 * c * d, kSentinel);
+    GetParam()(2 * c, 2 * d, 0, 0, 0, 2 * d - 1, dst.data(), c, d, 50, 128, src.data());
+    for (int y = 0; y < 2 * d; ++y) {
+      for (int x = 0; x < 2 * c; ++x) {
+        const int v = y % 2 ? (horiz(x, y / 2) + horiz(x, y / 2 + 1) + 1) >> 1 : horiz(x, y / 2);
+        ASSERT_EQ(dst[y * 2 * c + x], v * 512 / 25) << c << "x" << d << " at " << x << "," << y;
+      }
+    }
+  }
+}
+
+TEST_P(WeightKernelTest, WritesOnlyTheRequestedRows) {
+  std::vector<uint8_t> src(8 * 6, 200);
+  struct RowCase { int width, first, last; };
+  for (const RowCase rc : {RowCase{16, 3, 5}, RowCase{16, 7, 7}, RowCase{16, 5, 4}, RowCase{0, 0, 11}}) {
+    std::vector<uint16_t> dst(16 * 12, kSentinel);
+    GetParam()(rc.width, 12, 0, 0, rc.first, rc.last, dst.data(), 8, 6, 50, 128, src.data());
+    for (int y = 0; y < 12; ++y) {
+      const bool written = rc.width > 0 && y >= rc.first && y <= rc.last;
+      for (int x = 0; x < 16; ++x) ASSERT_EQ(dst[y * 16 + x] == kSentinel, !written) << y;
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Kernels, WeightKernelTest,
+                         ::testing::Values(pb::ComputeWeights_C, pb::ComputeWeights_NEON),
+                         [](const auto &info) { return info.index == 0 ? "C" : "NEON"; });
+
+// Vector kernel against the reference: random maps over many source sizes,
+// up- and downscaling, odd ratios, several column chunks, random focus, row
+// ranges, band scales and gains.
+TEST(WeightKernelDiff, VectorMatchesReference) {
+  std::mt19937 rng(2024);
+  struct Size { int a, b, c, d; };
+  std::vector<Size> sizes = {{1920, 1080, 480, 270}, {2100, 9, 70, 3}, {1, 1, 1, 1}, {7, 5, 70, 40}};
+  for (int c = 1; c <= 70; ++c) {
+    const int d = 1 + rng() % 9;
+    sizes.push_back({c * 4, d * 4, c, d});
+    sizes.push_back({1 + int(rng() % 140), 1 + int(rng() % 30), c, d});
+  }
+  for (const Size &s : sizes) {
+    std::vector<uint8_t> src(s.c * s.d);
+    for (auto &v : src) v = rng();
+    const int x = rng() % s.a, y = rng() % s.b;
+    const int first = rng() % s.b;
+    const int last = first + rng() % (s.b - first);
+    const uint8_t bandScale = (rng() % 4 == 0) ? uint8_t(1 + rng() % 255) : 50;
+    const uint8_t gain = (rng() % 2) ? 128 : uint8_t(rng());
+    std::vector<uint16_t> ref(size_t(s.a) * s.b, kSentinel), vec(ref);
+    pb::ComputeWeights_C(s.a, s.b, x, y, first, last, ref.data(), s.c, s.d, bandScale, gain, src.data());
+    pb::ComputeWeights_NEON(s.a, s.b, x, y, first, last, vec.data(), s.c, s.d, bandScale, gain, src.data());
+    ASSERT_EQ(ref, vec) << s.a << "x" << s.b << " from " << s.c << "x" << s.d << " rows " << first
+                        << ".." << last << " band " << int(bandScale) << " gain " << int(gain);
+  }
+}
+
+}  // namespace
