@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The project's test command (CI runs it through .ci/run).
 #
-#   scripts/test.sh [CONFIG...]     CONFIG: release asan tsan aarch64 (default: all four)
+#   scripts/test.sh [CONFIG...]     CONFIG: release asan tsan aarch64 fuzz (default: all five)
 #
 # Installs the Debian packages it needs, then for each configuration configures
 # and builds build/<config> from CMakePresets.json and runs its CTest suite:
@@ -9,6 +9,7 @@
 #   asan     host Debug, AddressSanitizer + UndefinedBehaviorSanitizer
 #   tsan     host RelWithDebInfo, ThreadSanitizer
 #   aarch64  cross build with aarch64-linux-gnu-g++, tests under qemu-aarch64
+#   fuzz     clang libFuzzer targets (ASan+UBSan), each run for 30 s from the seed corpus
 # Prints CTest's summary per configuration and ends with the line
 # "N passed, N failed" over all of them; exits non-zero on any failure. A
 # configuration that does not configure counts as one failed test; a build
@@ -21,7 +22,7 @@ cd "$root" || exit 1
 # shellcheck source=scripts/lib/common.sh
 . scripts/lib/common.sh
 
-all_configs=(release asan tsan aarch64)
+all_configs=(release asan tsan aarch64 fuzz)
 configs=("$@")
 [[ ${#configs[@]} -gt 0 ]] || configs=("${all_configs[@]}")
 for cfg in "${configs[@]}"; do
