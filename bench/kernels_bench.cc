@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "blur/smooth.h"
+#include "blur/smooth_internal.h"
 #include "scale/compose.h"
 
 namespace {
@@ -58,6 +59,43 @@ void Compose(benchmark::State &state, pb::ComposeKernel fn, bool chroma) {
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(n));
 }
 
+// Smoothing fused with the composite, against the two kernels run in turn.
+using FusedFn = decltype(&pb::SmoothComposeLuma_NEON);
+void SmoothCompose(benchmark::State &state, FusedFn fused, pb::SmoothFn smooth,
+                   pb::ComposeKernel compose, bool chroma) {
+  const int32_t rows = chroma ? kHeight / 2 : kHeight;
+  const size_t n = static_cast<size_t>(kWidth) * rows;
+  const std::vector<uint8_t> in = Noise(n, 1);
+  std::vector<uint8_t> smoothed(n), dst(n);
+  std::vector<uint8_t> padded(chroma ? pb::SmoothChromaPaddedBytes(kWidth, rows, kRadius)
+                                     : pb::SmoothLumaPaddedBytes(kWidth, rows, kRadius));
+  std::vector<uint8_t> inter(pb::SmoothIntermediateBytes(kWidth, rows, kRadius));
+  std::vector<uint16_t> weight(static_cast<size_t>(kWidth) * kHeight);
+  std::mt19937 rng(4);
+  for (auto &w : weight) w = static_cast<uint16_t>(rng() % 1025);
+  for (auto _ : state) {
+    if (fused) {
+      fused(in.data(), padded.data(), smoothed.data(), kWidth, rows, kGaussian, kRadius, kRadius,
+            inter.data(), 0, rows - 1, weight.data(), 110, dst.data());
+    } else {
+      smooth(in.data(), padded.data(), smoothed.data(), kWidth, rows, kGaussian, kRadius, kRadius,
+             inter.data(), 0, rows - 1);
+      compose(in.data(), kWidth, rows, kWidth, rows, weight.data(), smoothed.data(), dst.data(),
+              0, rows - 1, 110);
+    }
+    benchmark::ClobberMemory();
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(n));
+}
+
+BENCHMARK_CAPTURE(SmoothCompose, Luma_Separate, nullptr, pb::SmoothLuma_NEON, pb::ComposeLuma_NEON,
+                  false)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(SmoothCompose, Luma_Fused, pb::SmoothComposeLuma_NEON, nullptr, nullptr, false)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(SmoothCompose, Chroma_Separate, nullptr, pb::SmoothChroma_NEON,
+                  pb::ComposeChroma_NEON, true)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(SmoothCompose, Chroma_Fused, pb::SmoothComposeChroma_NEON, nullptr, nullptr,
+                  true)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(Smooth, Luma_C, pb::SmoothLuma_C, false)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(Smooth, Luma_NEON, pb::SmoothLuma_NEON, false)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(Smooth, Chroma_C, pb::SmoothChroma_C, true)->Unit(benchmark::kMillisecond);

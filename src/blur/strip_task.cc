@@ -4,13 +4,20 @@
 #include <cstring>
 
 #include "blur/smooth.h"
+#include "blur/smooth_internal.h"
 #include "scale/kernel_table.h"
 
 namespace pb {
 namespace {
 
+using SmoothComposeFn = void (*)(const uint8_t *, uint8_t *, uint8_t *, int32_t, int32_t,
+                                 const uint16_t *, int32_t, int32_t, uint8_t *, int32_t, int32_t,
+                                 const uint16_t *, uint8_t, uint8_t *);
+
+// fused: the smoothing-and-composite kernel standing for the pair (smooth,
+// compose) at full resolution, or null.
 void RunStrip(StripTaskArgs *a, DownscaleKernel downscale, SmoothFn smooth,
-              ComposeKernel compose) {
+              ComposeKernel compose, SmoothComposeFn fused) {
   const int32_t h = a->window_size / 2;
   if (a->first_row <= a->last_row) {
     if (downscale) {
@@ -30,6 +37,13 @@ void RunStrip(StripTaskArgs *a, DownscaleKernel downscale, SmoothFn smooth,
       }
       smooth(a->reduced, a->padded, a->smoothed, a->working_width, a->working_height, a->kernel,
              h, h, a->intermediate, a->low_first_row, a->low_last_row);
+    } else if (fused != nullptr) {
+      // Full resolution with the vector kernels: each smoothed row is mixed
+      // into the destination as soon as it is made.
+      fused(a->src, a->padded, a->smoothed, a->width, a->height, a->kernel, h, h,
+            a->intermediate, a->first_row, a->last_row, a->weight_map, a->alpha, a->dst);
+      PoolSignalCompletion(a->pool);
+      return;
     } else {
       // Full resolution: the composite reads only the strip's own rows of
       // the smoothed plane, so the strip smooths exactly those.
@@ -47,14 +61,20 @@ void RunStrip(StripTaskArgs *a, DownscaleKernel downscale, SmoothFn smooth,
 void *LumaStripTask(void *arg) {
   auto *a = static_cast<StripTaskArgs *>(arg);
   const RatioKernels &k = KernelsForRatio(a->ratio);
-  RunStrip(a, k.downscale_luma, SmoothLumaKernel(), k.compose_luma);
+  const SmoothFn smooth = SmoothLumaKernel();
+  const bool vector = smooth == SmoothLuma_NEON && k.compose_luma == ComposeLuma_NEON;
+  RunStrip(a, k.downscale_luma, smooth, k.compose_luma,
+           vector ? SmoothComposeLuma_NEON : nullptr);
   return nullptr;
 }
 
 void *ChromaStripTask(void *arg) {
   auto *a = static_cast<StripTaskArgs *>(arg);
   const RatioKernels &k = KernelsForRatio(a->ratio);
-  RunStrip(a, k.downscale_chroma, SmoothChromaKernel(), k.compose_chroma);
+  const SmoothFn smooth = SmoothChromaKernel();
+  const bool vector = smooth == SmoothChroma_NEON && k.compose_chroma == ComposeChroma_NEON;
+  RunStrip(a, k.downscale_chroma, smooth, k.compose_chroma,
+           vector ? SmoothComposeChroma_NEON : nullptr);
   return nullptr;
 }
 

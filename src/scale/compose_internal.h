@@ -61,6 +61,14 @@ inline void MixTailPair(const uint8_t *s, const uint8_t *b, uint8_t *d, uint16_t
   if (x + 1 < width) d[x + 1] = MixTail(m, alpha, s[x + 1], b[x + 1]);
 }
 
+// One row of ComposeLuma_NEON / ComposeChroma_NEON (the same bytes): s, b
+// and d are the row's sharp, blurred and destination samples, m the weight
+// map row (luma row y for luma, 2y for UV row y).
+void ComposeLumaRow_NEON(const uint8_t *s, const uint8_t *b, const uint16_t *m, uint8_t *d,
+                         int32_t width, uint8_t alpha);
+void ComposeChromaRow_NEON(const uint8_t *s, const uint8_t *b, const uint16_t *m, uint8_t *d,
+                           int32_t width, uint8_t alpha);
+
 }  // namespace compose
 }  // namespace pb
 

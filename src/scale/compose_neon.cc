@@ -1,5 +1,5 @@
-// Vector full-resolution composite: 8 luma pixels or 8 chroma pairs per step
-// (two steps per iteration where the row allows) with the unsigned lane
+// Vector full-resolution composite: 16 luma pixels or 8 chroma pairs per step
+// (luma: 8 at a time for the last group) with the unsigned lane
 // arithmetic of compose_internal.h; the left-over samples use the signed
 // per-sample arithmetic. Rows whose effective weights all lie in 0..1024 (the
 // normal case) take an equivalent all-16-bit form. Bytes are identical to the
@@ -77,22 +77,55 @@ void LumaRow(const uint8_t *s, const uint8_t *b, const uint16_t *m, uint8_t *d, 
   }
 }
 
-// U and V lanes apart; of each 16 weights the even ones belong to the pairs.
+// Weights of the 4 pairs of 8 chroma bytes from 8 map entries: the even
+// entries, each repeated for the pair's U and V lane (little-endian 32-bit
+// lanes: entry 2k is the low half of lane k).
+inline uint16x8_t PairWeights(const uint16_t *m) {
+  const uint32x4_t e = vandq_u32(vreinterpretq_u32_u16(vld1q_u16(m)), vdupq_n_u32(0xFFFF));
+  return vreinterpretq_u16_u32(vorrq_u32(e, vshlq_n_u32(e, 16)));
+}
+
+// 8 pairs (16 bytes) a step; U and V share their pair's weight.
 template <bool kInRange>
 void ChromaRow(const uint8_t *s, const uint8_t *b, const uint16_t *m, uint8_t *d, int32_t body,
                uint8_t alpha) {
   for (int32_t x = 0; x < body; x += 16) {
-    const uint8x8x2_t sv = vld2_u8(s + x);
-    const uint8x8x2_t bv = vld2_u8(b + x);
-    const uint16x8_t w = EffectiveWeight(vld2q_u16(m + x).val[0], alpha);
-    uint8x8x2_t out;
-    out.val[0] = Blend<kInRange>(w, sv.val[0], bv.val[0]);
-    out.val[1] = Blend<kInRange>(w, sv.val[1], bv.val[1]);
-    vst2_u8(d + x, out);
+    const uint8x16_t sv = vld1q_u8(s + x);
+    const uint8x16_t bv = vld1q_u8(b + x);
+    const uint16x8_t w0 = EffectiveWeight(PairWeights(m + x), alpha);
+    const uint16x8_t w1 = EffectiveWeight(PairWeights(m + x + 8), alpha);
+    vst1q_u8(d + x, vcombine_u8(Blend<kInRange>(w0, vget_low_u8(sv), vget_low_u8(bv)),
+                                Blend<kInRange>(w1, vget_high_u8(sv), vget_high_u8(bv))));
   }
 }
 
 }  // namespace
+
+namespace compose {
+
+void ComposeLumaRow_NEON(const uint8_t *s, const uint8_t *b, const uint16_t *m, uint8_t *d,
+                         int32_t width, uint8_t alpha) {
+  const int32_t body = width & ~7;
+  if (RowInRange(m, body, alpha)) {
+    LumaRow<true>(s, b, m, d, body, alpha);
+  } else {
+    LumaRow<false>(s, b, m, d, body, alpha);
+  }
+  for (int32_t x = body; x < width; ++x) d[x] = MixTail(m[x], alpha, s[x], b[x]);
+}
+
+void ComposeChromaRow_NEON(const uint8_t *s, const uint8_t *b, const uint16_t *m, uint8_t *d,
+                           int32_t width, uint8_t alpha) {
+  const int32_t body = width & ~15;
+  if (RowInRange(m, body, alpha)) {
+    ChromaRow<true>(s, b, m, d, body, alpha);
+  } else {
+    ChromaRow<false>(s, b, m, d, body, alpha);
+  }
+  for (int32_t x = body; x < width; x += 2) MixTailPair(s, b, d, m[x], alpha, x, width);
+}
+
+}  // namespace compose
 
 PB_COMPOSE_KERNEL(ComposeLuma_NEON) {
   (void)height;
@@ -100,19 +133,9 @@ PB_COMPOSE_KERNEL(ComposeLuma_NEON) {
   (void)lowHeight;
   if (!compose::Screen("ComposeLuma", src, width, weight, blurred, dst, rowFirst, rowLast)) return;
   const size_t stride = static_cast<size_t>(width);
-  const int32_t body = width & ~7;
   for (int32_t y = rowFirst; y <= rowLast; ++y) {
     const size_t row = static_cast<size_t>(y) * stride;
-    const uint8_t *s = src + row;
-    const uint8_t *b = blurred + row;
-    const uint16_t *m = weight + row;
-    uint8_t *d = dst + row;
-    if (RowInRange(m, body, alpha)) {
-      LumaRow<true>(s, b, m, d, body, alpha);
-    } else {
-      LumaRow<false>(s, b, m, d, body, alpha);
-    }
-    for (int32_t x = body; x < width; ++x) d[x] = compose::MixTail(m[x], alpha, s[x], b[x]);
+    compose::ComposeLumaRow_NEON(src + row, blurred + row, weight + row, dst + row, width, alpha);
   }
 }
 
@@ -124,19 +147,11 @@ PB_COMPOSE_KERNEL(ComposeChroma_NEON) {
     return;
   }
   const size_t stride = static_cast<size_t>(width);
-  const int32_t body = width & ~15;
   for (int32_t y = rowFirst; y <= rowLast; ++y) {
     const size_t row = static_cast<size_t>(y) * stride;
-    const uint8_t *s = src + row;
-    const uint8_t *b = blurred + row;
-    const uint16_t *m = weight + 2 * row;  // luma row 2y
-    uint8_t *d = dst + row;
-    if (RowInRange(m, body, alpha)) {
-      ChromaRow<true>(s, b, m, d, body, alpha);
-    } else {
-      ChromaRow<false>(s, b, m, d, body, alpha);
-    }
-    for (int32_t x = body; x < width; x += 2) compose::MixTailPair(s, b, d, m[x], alpha, x, width);
+    // Luma row 2y holds the weights of UV row y.
+    compose::ComposeChromaRow_NEON(src + row, blurred + row, weight + 2 * row, dst + row, width,
+                                   alpha);
   }
 }
 

@@ -14,39 +14,46 @@ using scale::PlanDownscale;
 using scale::ReduceColumn;
 using scale::ReduceSpaced;
 
-// Sum of N rows (`stride` apart) of 8 bytes, weighted as the reduction of N.
+// Column sums of N rows of 16 bytes, weighted as the reduction of N, as two
+// 16-bit halves (bytes 0..7 and 8..15).
 template <int N>
-inline uint16x8_t ColumnSum8(const uint8_t *p, ptrdiff_t stride) {
-  const uint8x8_t t0 = vld1_u8(p);
-  const uint8x8_t t1 = vld1_u8(p + stride);
-  uint16x8_t sum = vaddl_u8(t0, t1);
-  if constexpr (N >= 4) {
-    const uint16x8_t mid = vaddl_u8(vld1_u8(p + 2 * stride), vld1_u8(p + 3 * stride));
-    sum = vaddq_u16(sum, N == 6 ? vshlq_n_u16(mid, 1) : mid);
+inline void ColumnSum16(const uint8_t *p, ptrdiff_t stride, uint16x8_t *lo, uint16x8_t *hi) {
+  const uint8x16_t zero = vdupq_n_u8(0);
+  uint16x8_t l = vdupq_n_u16(0);
+  uint16x8_t h = vdupq_n_u16(0);
+  for (int i = 0; i < N; ++i) {
+    const uint8x16_t v = vld1q_u8(p + i * stride);
+    uint16x8_t vl = vreinterpretq_u16_u8(vzip1q_u8(v, zero));
+    uint16x8_t vh = vreinterpretq_u16_u8(vzip2q_u8(v, zero));
+    if (N == 6 && (i == 2 || i == 3)) {  // the ratio-6 weights 1, 1, 2, 2, 1, 1
+      vl = vshlq_n_u16(vl, 1);
+      vh = vshlq_n_u16(vh, 1);
+    }
+    l = vaddq_u16(l, vl);
+    h = vaddq_u16(h, vh);
   }
-  if constexpr (N >= 6) {
-    sum = vaddq_u16(sum, vaddl_u8(vld1_u8(p + 4 * stride), vld1_u8(p + 5 * stride)));
-  }
-  if constexpr (N == 8) {
-    sum = vaddq_u16(sum, vaddl_u8(vld1_u8(p + 6 * stride), vld1_u8(p + 7 * stride)));
-  }
-  return sum;
+  *lo = l;
+  *hi = h;
 }
 
-// Rounded reduction of 8 columns at once.
+// Rounded reduction of 16 columns at once.
 template <int N>
-inline uint8x8_t ReduceColumns8(const uint8_t *p, ptrdiff_t stride) {
+inline uint8x16_t ReduceColumns16(const uint8_t *p, ptrdiff_t stride) {
   if constexpr (N == 2) {
-    return vrhadd_u8(vld1_u8(p), vld1_u8(p + stride));
-  } else if constexpr (N == 4) {
-    return vrshrn_n_u16(ColumnSum8<4>(p, stride), 2);
+    return vrhaddq_u8(vld1q_u8(p), vld1q_u8(p + stride));
   } else {
-    return vrshrn_n_u16(ColumnSum8<N>(p, stride), 3);
+    constexpr int kShift = N == 4 ? 2 : 3;
+    uint16x8_t lo, hi;
+    ColumnSum16<N>(p, stride, &lo, &hi);
+    // Each rounded sum fits 8 bits: narrowing by truncation is exact.
+    const uint16x8_t a = vrshrq_n_u16(lo, kShift);
+    const uint16x8_t b = vrshrq_n_u16(hi, kShift);
+    return vcombine_u8(vqmovun_s16(vreinterpretq_s16_u16(a)), vqmovun_s16(vreinterpretq_s16_u16(b)));
   }
 }
 
-// Pass 2 over bytes [0, bytes) of every reduced row: 16 bytes a step, then 8,
-// then one at a time.
+// Pass 2 over bytes [0, bytes) of every reduced row: 16 bytes a step, then one
+// at a time.
 template <int N>
 void VerticalPass(const DownscaleRows &p, const uint8_t *xinterp, uint8_t *dst, int32_t lowWidth,
                   int32_t bytes) {
@@ -55,59 +62,47 @@ void VerticalPass(const DownscaleRows &p, const uint8_t *xinterp, uint8_t *dst, 
     const uint8_t *t = xinterp + Offset(p.fv * j, lowWidth);
     uint8_t *out = dst + Offset(j, lowWidth);
     int32_t x = 0;
-    for (; x + 16 <= bytes; x += 16) {
-      vst1q_u8(out + x,
-               vcombine_u8(ReduceColumns8<N>(t + x, stride), ReduceColumns8<N>(t + x + 8, stride)));
-    }
-    for (; x + 8 <= bytes; x += 8) vst1_u8(out + x, ReduceColumns8<N>(t + x, stride));
+    for (; x + 16 <= bytes; x += 16) vst1q_u8(out + x, ReduceColumns16<N>(t + x, stride));
     for (; x < bytes; ++x) out[x] = ReduceColumn<N>(t + x, stride);
   }
 }
 
-// Horizontal reduction of 8 outputs from 8 * N contiguous source bytes.
-template <int N>
-inline uint8x8_t ReduceContiguous8(const uint8_t *s);
-
-template <>
-inline uint8x8_t ReduceContiguous8<2>(const uint8_t *s) {
-  return vrshrn_n_u16(vpaddlq_u8(vld1q_u8(s)), 1);
+// Horizontal reduction by 2 of 32 contiguous bytes into 16: even and odd
+// samples apart by unzipping, then a rounding halving add.
+inline uint8x16_t ReducePairs16(const uint8_t *s) {
+  const uint8x16_t a = vld1q_u8(s);
+  const uint8x16_t b = vld1q_u8(s + 16);
+  return vrhaddq_u8(vuzp1q_u8(a, b), vuzp2q_u8(a, b));
 }
 
-template <>
-inline uint8x8_t ReduceContiguous8<4>(const uint8_t *s) {
+// Sums of the byte pairs of 16 bytes, in 16-bit lanes (little-endian lanes,
+// as on both targets: the low byte of a lane is the pair's first sample).
+inline uint16x8_t PairSums(const uint8_t *s) {
+  const uint16x8_t v = vreinterpretq_u16_u8(vld1q_u8(s));
+  return vaddq_u16(vandq_u16(v, vdupq_n_u16(0xff)), vshrq_n_u16(v, 8));
+}
+
+// Horizontal reduction by 8 of 64 contiguous bytes into 8 (16-bit lanes):
+// pair sums, then sums of adjacent lanes twice, by unzipping.
+inline uint16x8_t ReduceEights8(const uint8_t *s) {
+  const uint16x8_t p0 = PairSums(s);
+  const uint16x8_t p1 = PairSums(s + 16);
+  const uint16x8_t p2 = PairSums(s + 32);
+  const uint16x8_t p3 = PairSums(s + 48);
+  const uint16x8_t q0 = vaddq_u16(vuzp1q_u16(p0, p1), vuzp2q_u16(p0, p1));
+  const uint16x8_t q1 = vaddq_u16(vuzp1q_u16(p2, p3), vuzp2q_u16(p2, p3));
+  return vrshrq_n_u16(vaddq_u16(vuzp1q_u16(q0, q1), vuzp2q_u16(q0, q1)), 3);
+}
+
+// Horizontal reduction by 4 of 32 contiguous bytes into 8.
+inline uint8x8_t ReduceQuads8(const uint8_t *s) {
   const uint16x8_t sum = vpaddq_u16(vpaddlq_u8(vld1q_u8(s)), vpaddlq_u8(vld1q_u8(s + 16)));
   return vrshrn_n_u16(sum, 2);
 }
 
-// 48 bytes: de-interleaved by 3, each lane pair (2k, 2k + 1) of the three
-// vectors holds the six taps of output k.
-template <>
-inline uint8x8_t ReduceContiguous8<6>(const uint8_t *s) {
-  const uint8x16x3_t v = vld3q_u8(s);
-  const uint16x8_t mask = vdupq_n_u16(0xff);
-  const uint16x8_t a = vreinterpretq_u16_u8(v.val[0]);  // taps 0 (low) and 3 (high)
-  const uint16x8_t b = vreinterpretq_u16_u8(v.val[1]);  // taps 1 and 4
-  const uint16x8_t c = vreinterpretq_u16_u8(v.val[2]);  // taps 2 and 5
-  const uint16x8_t outer = vaddq_u16(vaddq_u16(vandq_u16(a, mask), vandq_u16(b, mask)),
-                                     vaddq_u16(vshrq_n_u16(b, 8), vshrq_n_u16(c, 8)));
-  const uint16x8_t middle = vaddq_u16(vandq_u16(c, mask), vshrq_n_u16(a, 8));
-  return vrshrn_n_u16(vaddq_u16(outer, vshlq_n_u16(middle, 1)), 3);
-}
-
-// 64 bytes: de-interleaved by 4, lanes 2k and 2k + 1 of the four vectors hold
-// the eight taps of output k.
-template <>
-inline uint8x8_t ReduceContiguous8<8>(const uint8_t *s) {
-  const uint8x16x4_t v = vld4q_u8(s);
-  uint16x8_t sum = vpaddlq_u8(v.val[0]);
-  sum = vpadalq_u8(sum, v.val[1]);
-  sum = vpadalq_u8(sum, v.val[2]);
-  sum = vpadalq_u8(sum, v.val[3]);
-  return vrshrn_n_u16(sum, 3);
-}
-
-// Luma members whose every column reads from fh * x: contiguous vector steps
-// when fh == N, one output at a time otherwise and for the last columns.
+// Luma members whose every column reads from fh * x. Ratio 8 with fh == 8
+// reduces 16 outputs a step; the remaining columns run one output at a time.
+// The vertical pass is vector.
 template <int N>
 void DownscaleLumaStrided(const char *name, const uint8_t *src, uint8_t *dst, uint8_t *xinterp,
                           int32_t width, int32_t height, int32_t lowWidth, int32_t lowHeight,
@@ -115,11 +110,15 @@ void DownscaleLumaStrided(const char *name, const uint8_t *src, uint8_t *dst, ui
   const DownscaleRows p = PlanDownscale(name, N, src, dst, xinterp, width, height, lowWidth,
                                         lowHeight, lowRowFirst, lowRowLast);
   if (!p.ok) return;
-  const int32_t body = p.fh == N ? (lowWidth & ~7) : 0;
+  const int32_t body = N == 8 && p.fh == 8 ? (lowWidth & ~15) : 0;
   for (int32_t y = p.fv * p.first; y <= p.fv * p.last + N - 1; ++y) {
     const uint8_t *s = src + Offset(y, width);
     uint8_t *o = xinterp + Offset(y, lowWidth);
-    for (int32_t x = 0; x < body; x += 8) vst1_u8(o + x, ReduceContiguous8<N>(s + N * x));
+    for (int32_t x = 0; x < body; x += 16) {
+      // Each lane holds a value below 256: its low byte is the result.
+      vst1q_u8(o + x, vuzp1q_u8(vreinterpretq_u8_u16(ReduceEights8(s + 8 * x)),
+                                vreinterpretq_u8_u16(ReduceEights8(s + 8 * x + 64))));
+    }
     for (int32_t x = body; x < lowWidth; ++x) o[x] = ReduceSpaced<N>(s + p.fh * x, 1);
   }
   VerticalPass<N>(p, xinterp, dst, lowWidth, lowWidth);
@@ -158,11 +157,8 @@ PB_DOWNSCALE_KERNEL(DownscaleLuma2_NEON) {
     const uint8_t *s = src + Offset(y, width);
     uint8_t *o = xinterp + Offset(y, lowWidth);
     int32_t x = 0;
-    for (; x + 16 <= body; x += 16) {
-      vst1q_u8(o + x,
-               vcombine_u8(ReduceContiguous8<2>(s + 2 * x), ReduceContiguous8<2>(s + 2 * x + 16)));
-    }
-    for (; x < body; x += 8) vst1_u8(o + x, ReduceContiguous8<2>(s + 2 * x));
+    for (; x + 16 <= body; x += 16) vst1q_u8(o + x, ReducePairs16(s + 2 * x));
+    for (; x < body; ++x) o[x] = ReduceSpaced<2>(s + 2 * x, 1);
     for (; x < lowWidth; ++x) o[x] = ReduceSpaced<2>(s + 2 * body + p.fh * (x - body), 1);
   }
   VerticalPass<2>(p, xinterp, dst, lowWidth, lowWidth);
@@ -177,15 +173,17 @@ PB_DOWNSCALE_KERNEL(DownscaleLuma4_NEON) {
   for (int32_t y = p.fv * p.first; y <= p.fv * p.last + 3; ++y) {
     const uint8_t *s = src + Offset(y, width);
     uint8_t *o = xinterp + Offset(y, lowWidth);
-    for (int32_t x = 0; x < body; x += 8) vst1_u8(o + x, ReduceContiguous8<4>(s + p.fh * x));
+    for (int32_t x = 0; x < body; x += 8) vst1_u8(o + x, ReduceQuads8(s + p.fh * x));
     for (int32_t x = body; x < lowWidth; ++x) o[x] = ReduceSpaced<4>(s + p.fh * x, 1);
   }
   VerticalPass<4>(p, xinterp, dst, lowWidth, lowWidth);
 }
 
+// Ratio 6 has no vector form that beats the scalar kernel (whose plain loops
+// the compiler vectorises well): it is the scalar kernel.
 PB_DOWNSCALE_KERNEL(DownscaleLuma6_NEON) {
-  DownscaleLumaStrided<6>("DownscaleLuma6", src, dst, xinterp, width, height, lowWidth, lowHeight,
-                          lowRowFirst, lowRowLast);
+  DownscaleLuma6_C(src, dst, xinterp, width, height, lowWidth, lowHeight, lowRowFirst,
+                   lowRowLast);
 }
 
 PB_DOWNSCALE_KERNEL(DownscaleLuma8_NEON) {
@@ -193,9 +191,8 @@ PB_DOWNSCALE_KERNEL(DownscaleLuma8_NEON) {
                           lowRowFirst, lowRowLast);
 }
 
-// 64 source bytes (32 pairs) give 16 reduced pairs a step: de-interleaved by
-// 4, bytes 4k, 4k + 2 are the U samples of reduced pair k and 4k + 1, 4k + 3
-// its V samples.
+// 32 source bytes (16 pairs) give 8 reduced pairs a step: unzipped as 16-bit
+// lanes, the even and odd source pairs meet byte for byte (U with U, V with V).
 PB_DOWNSCALE_KERNEL(DownscaleChroma2_NEON) {
   const char *const name = "DownscaleChroma2";
   const DownscaleRows p = PlanDownscale(name, 2, src, dst, xinterp, width, height, lowWidth,
@@ -206,12 +203,11 @@ PB_DOWNSCALE_KERNEL(DownscaleChroma2_NEON) {
     const uint8_t *s = src + Offset(y, width);
     uint8_t *o = xinterp + Offset(y, lowWidth);
     int32_t k = 0;
-    for (; k + 16 <= pairs; k += 16) {
-      const uint8x16x4_t v = vld4q_u8(s + 4 * k);
-      uint8x16x2_t uv;
-      uv.val[0] = vrhaddq_u8(v.val[0], v.val[2]);
-      uv.val[1] = vrhaddq_u8(v.val[1], v.val[3]);
-      vst2q_u8(o + 2 * k, uv);
+    for (; k + 8 <= pairs; k += 8) {
+      const uint16x8_t a = vreinterpretq_u16_u8(vld1q_u8(s + 4 * k));
+      const uint16x8_t b = vreinterpretq_u16_u8(vld1q_u8(s + 4 * k + 16));
+      vst1q_u8(o + 2 * k, vrhaddq_u8(vreinterpretq_u8_u16(vuzp1q_u16(a, b)),
+                                     vreinterpretq_u8_u16(vuzp2q_u16(a, b))));
     }
     for (; k < pairs; ++k) {
       o[2 * k] = ReduceSpaced<2>(s + 4 * k, 2);

@@ -271,63 +271,75 @@ void Bilinear(const char *name, const uint8_t *src, int32_t width, int32_t heigh
 // Ratio 6: 24 bytes a step from element 1 with the fixed 8-bit weights of
 // sub-positions 1..6; one step spans 4 low luma columns or 2 low chroma pairs.
 
-// Per byte lane of a step: index of its left low byte relative to the step's
-// first low byte, and its left and right weights.
+// Per group g of 8 byte lanes of a step: the lanes take their left sample
+// from low element base[g] where `first[g]` is set and from base[g] + 1
+// elsewhere (their right sample one element further), and their left and
+// right weights. Elements are counted from the step's first low element.
 template <int E>
 struct Ratio6Tables {
-  uint8x8_t index[3];
-  uint8x8_t wl[3];
-  uint8x8_t wr[3];
+  uint16x8_t first[3];
+  int32_t base[3];
+  uint16x8_t wl[3];
+  uint16x8_t wr[3];
   Ratio6Tables() {
     for (int g = 0; g < 3; ++g) {
-      uint8_t idx[8], l[8], r[8];
+      uint16_t f[8], l[8], r[8];
+      base[g] = (8 * g / E) / 6;
       for (int i = 0; i < 8; ++i) {
-        const int lane = 8 * g + i;
-        const int j = lane / E;  // element within the step
-        idx[i] = static_cast<uint8_t>(E * (j / 6) + lane % E);
+        const int j = (8 * g + i) / E;  // element within the step
+        f[i] = j / 6 == base[g] ? 0xFFFF : 0;
         l[i] = scale::kRatio6Left[j % 6];
         r[i] = scale::kRatio6Right[j % 6];
       }
-      index[g] = vld1_u8(idx);
-      wl[g] = vld1_u8(l);
-      wr[g] = vld1_u8(r);
+      first[g] = vld1q_u16(f);
+      wl[g] = vld1q_u16(l);
+      wr[g] = vld1q_u16(r);
     }
   }
 };
 
-// (a + b + 128) >> 8; the weights of a blend sum to at most 256, so a + b
-// stays within 16 bits.
-inline uint8x8_t AddNarrow(uint16x8_t a, uint16x8_t b) { return vrshrn_n_u16(vaddq_u16(a, b), 8); }
+// Weights of the 4 pairs of 8 chroma bytes from 8 map entries: the even
+// entries, each repeated for the pair's U and V lane (little-endian 32-bit
+// lanes: entry 2k is the low half of lane k).
+inline uint16x8_t PairWeightsEven(const uint16_t *m) {
+  const uint32x4_t e = vandq_u32(vreinterpretq_u32_u16(vld1q_u16(m)), vdupq_n_u32(0xFFFF));
+  return vreinterpretq_u16_u32(vorrq_u32(e, vshlq_n_u32(e, 16)));
+}
+
+// Horizontal blend of one group of a low row: (wl * left + wr * right + 128)
+// >> 8, within 16 bits since wl + wr <= 256. v holds the step's low elements
+// 0..4 splatted.
+template <int E>
+inline uint16x8_t Ratio6Row(const uint16x8_t *v, const Ratio6Tables<E> &t, int g) {
+  const int32_t k = t.base[g];
+  const uint16x8_t left = vbslq_u16(t.first[g], v[k], v[k + 1]);
+  const uint16x8_t right = vbslq_u16(t.first[g], v[k + 1], v[k + 2]);
+  return vrshrq_n_u16(vmlaq_u16(vmulq_u16(left, t.wl[g]), right, t.wr[g]), 8);
+}
 
 template <int E>
 inline void Ratio6Step(const uint8_t *s, const uint16_t *m, uint8_t *d, const uint8_t *b0,
-                       const uint8_t *b1, int32_t lowBytes, const RowPos &rp, int32_t e0,
+                       const uint8_t *b1, int32_t lowElems, const RowPos &rp, int32_t e0,
                        const Ratio6Tables<E> &t, uint16_t alpha) {
-  const int32_t at = E * ((e0 - 1) / 6);  // first low byte of the step
-  const uint8x8_t low0 = LoadLow8(b0, at, lowBytes);
-  const uint8x8_t low1 = LoadLow8(b1, at, lowBytes);
-  const uint8x8_t right = vdup_n_u8(E);
-  const uint8x8_t top = vdup_n_u8(static_cast<uint8_t>((256 - rp.fy) & 255));
-  const uint8x8_t bottom = vdup_n_u8(static_cast<uint8_t>(rp.fy));
-  uint16x8_t mw[3];
-  if constexpr (E == 1) {
-    for (int g = 0; g < 3; ++g) mw[g] = vld1q_u16(m + e0 + 8 * g);
-  } else {
-    const uint16x8x2_t w = PairWeights8(m + 2 * e0);
-    mw[0] = w.val[0];
-    mw[1] = w.val[1];
-    mw[2] = PairWeights4(m + 2 * e0 + 16);
+  const int32_t c0 = (e0 - 1) / 6;  // first low element of the step
+  // Elements c0..c0 + 4 of both rows (indices past the row, never selected
+  // by a lane, are clamped to stay inside it).
+  uint16x8_t v0[5], v1[5];
+  for (int32_t i = 0; i < 5; ++i) {
+    const int32_t c = Min(c0 + i, lowElems - 1);
+    v0[i] = Splat<E>(b0, c);
+    v1[i] = Splat<E>(b1, c);
   }
+  const uint16x8_t top = vdupq_n_u16(static_cast<uint16_t>((256 - rp.fy) & 255));
+  const uint16x8_t bottom = vdupq_n_u16(static_cast<uint16_t>(rp.fy));
   const int32_t x = E * e0;
   for (int g = 0; g < 3; ++g) {
-    const uint8x8_t li = t.index[g];
-    const uint8x8_t ri = vadd_u8(li, right);
-    const uint8x8_t h0 =
-        AddNarrow(vmull_u8(vtbl1_u8(low0, li), t.wl[g]), vmull_u8(vtbl1_u8(low0, ri), t.wr[g]));
-    const uint8x8_t h1 =
-        AddNarrow(vmull_u8(vtbl1_u8(low1, li), t.wl[g]), vmull_u8(vtbl1_u8(low1, ri), t.wr[g]));
-    const uint8x8_t u = AddNarrow(vmull_u8(h0, top), vmull_u8(h1, bottom));
-    vst1_u8(d + x + 8 * g, Mix8(vld1_u8(s + x + 8 * g), u, mw[g], alpha));
+    const uint16x8_t h0 = Ratio6Row<E>(v0, t, g);
+    const uint16x8_t h1 = Ratio6Row<E>(v1, t, g);
+    // top + bottom is 256, or 0 when fy is 0: the sum stays within 16 bits.
+    const uint16x8_t u = vrshrq_n_u16(vmlaq_u16(vmulq_u16(h0, top), h1, bottom), 8);
+    const uint16x8_t mw = E == 1 ? vld1q_u16(m + e0 + 8 * g) : PairWeightsEven(m + 2 * e0 + 8 * g);
+    vst1_u8(d + x + 8 * g, Mix8(vld1_u8(s + x + 8 * g), vmovn_u16(u), mw, alpha));
   }
 }
 
@@ -367,7 +379,7 @@ void Ratio6(const char *name, const uint8_t *src, int32_t width, int32_t height,
             MixOne<false>(s[k], static_cast<int32_t>(Blend(top, b0[k], rp.fy, b1[k])), m[0], alpha);
       }
       for (e = 1; e <= body; e += stepElems) {
-        Ratio6Step<E>(s, m, d, b0, b1, lowElems * E, rp, e, tables, alpha);
+        Ratio6Step<E>(s, m, d, b0, b1, lowElems, rp, e, tables, alpha);
       }
     }
     for (; e < elems; ++e) {
