@@ -76,26 +76,6 @@ TEST(AssistLoader, MissingEntriesFailInit) {
   }
 }
 
-int LoadTable(const char *) {
-  if (!dlopen(PB_ASSIST_DIR "/libvelkcamalgassist.so", RTLD_NOW | RTLD_GLOBAL)) return 2;
-  camalg_assist_lib_api_t api{};
-  if (velk_load_caa_api(&api) != 0) return 3;
-  if (!api.handle || !api.GraphicBuffer_new || !api.GraphicBuffer_delete ||
-      !api.GraphicBufferPointer_lock || !api.GraphicBufferPointer_unlock ||
-      !api.GraphicBuffer_getPointer) {
-    return 4;
-  }
-  void *buffer = api.GraphicBuffer_new(4, 2, 12);
-  auto *pixels = static_cast<unsigned char *>(api.GraphicBufferPointer_lock(buffer));
-  if (!pixels || pixels != api.GraphicBuffer_getPointer(buffer)) return 5;
-  pixels[11] = 7;
-  if (api.GraphicBufferPointer_unlock(buffer) != 0) return 6;
-  api.GraphicBuffer_delete(buffer);
-  return dlclose(api.handle) == 0 ? 0 : 7;
-}
-
-TEST(AssistLoader, FillsTheTable) { EXPECT_EQ(RunInChild(LoadTable, ""), 0); }
-
 // Without any copy loaded the dlopen search decides; when it finds nothing,
 // init logs the open failure and fails.
 int InitWithoutAssist(const char *) {

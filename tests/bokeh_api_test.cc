@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <cstring>
 #include <regex>
 #include <string>
 #include <vector>
@@ -84,31 +83,26 @@ TEST(BokehInit, LogsItsLinesAndFillsTheRecord) {
   EXPECT_EQ(iBokehDeinit(h), 0);
 }
 
+// The 11-tap kernel, and for other lengths the properties truncation keeps.
 TEST(BokehInit, GaussianKernel) {
-  pb::BlurWorkState s{};
-  uint16_t taps[11] = {};
-  s.SmoothWinSize = 11;
-  s.Scalingratio = 1;
-  s.kernel = taps;
-  LogCapture capture;
-  pb::BuildGaussianKernel(&s);
-  EXPECT_EQ(std::vector<uint16_t>(taps, taps + 11),
-            std::vector<uint16_t>(pbtest::kGaussian11, pbtest::kGaussian11 + 11));
-  // Other window lengths: symmetric, peak in the centre, truncation never
-  // pushes the sum past 1024.
-  for (int n : {1, 3, 5, 7, 9, 13, 17, 21}) {
-    std::vector<uint16_t> k(n);
+  for (int n : {11, 1, 5, 7, 9, 13, 21}) {
+    std::vector<uint16_t> taps(n);
+    pb::BlurWorkState s{};
     s.SmoothWinSize = n;
-    s.kernel = k.data();
+    s.kernel = taps.data();
+    pbtest::LogCapture quiet;
     pb::BuildGaussianKernel(&s);
+    if (n == 11) {
+      EXPECT_EQ(taps, std::vector<uint16_t>(pbtest::kGaussian11, pbtest::kGaussian11 + 11));
+    }
     int sum = 0;
     for (int i = 0; i < n; ++i) {
-      EXPECT_EQ(k[i], k[n - 1 - i]) << "n=" << n;
-      EXPECT_LE(k[i], k[n / 2]) << "n=" << n;
-      sum += k[i];
+      EXPECT_EQ(taps[i], taps[n - 1 - i]) << n;
+      EXPECT_LE(taps[i], taps[n / 2]) << n;
+      sum += taps[i];
     }
-    EXPECT_LE(sum, 1024) << "n=" << n;
-    EXPECT_GT(sum, 1024 - n) << "n=" << n;
+    EXPECT_LE(sum, 1024) << n;
+    EXPECT_GT(sum, 1024 - n) << n;
   }
 }
 
@@ -255,34 +249,6 @@ TEST(BokehCalls, FrameCounterRunsAcrossHandles) {
   blur_and_read(c.ptr);
   ASSERT_EQ(numbers.size(), 4u);
   for (size_t i = 1; i < numbers.size(); ++i) EXPECT_EQ(numbers[i], numbers[i - 1] + 1);
-}
-
-// Rows that belong to no strip keep what the destination held.
-TEST(BokehCalls, RemainderRowsAreLeftAlone) {
-  for (int height : {37, 38, 39}) {
-    const int width = 48;
-    Handle h(width, height);
-    ASSERT_EQ(h.status, 0);
-    pbtest::GraphicFrame src(width, height), dst(width, height);
-    const auto pixels = pbtest::RandomBytes(src.size(), height);
-    std::memcpy(src.data(), pixels.data(), src.size());
-    std::memset(dst.data(), 0xAB, dst.size());
-    std::vector<uint16_t> weights(static_cast<size_t>(width) * height, 1024);
-    ASSERT_EQ(Blur(h.ptr, 1, weights.data(), src, dst), 0);
-    std::vector<uint8_t> model(dst.size(), 0xAB);
-    pbtest::ModelFrame(src.data(), weights.data(), width, height, 128, model.data());
-    EXPECT_EQ(std::vector<uint8_t>(dst.data(), dst.data() + dst.size()), model)
-        << "height " << height;
-    // The last luma row (odd heights) and, when height / 2 is odd, the last
-    // chroma row are untouched.
-    const size_t luma = static_cast<size_t>(width) * height;
-    if (height % 2) {
-      EXPECT_EQ(dst.data()[luma - 1], 0xAB);
-    }
-    if ((height / 2) % 2) {
-      EXPECT_EQ(dst.data()[dst.size() - 1], 0xAB);
-    }
-  }
 }
 
 }  // namespace

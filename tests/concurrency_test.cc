@@ -1,13 +1,12 @@
 // Independent handles and weight engines used from their own caller threads at
 // the same time give exactly the bytes of the same calls made one after
 // another: nothing is shared between handles (or engines) beyond what is
-// meant to be. Run under ThreadSanitizer this also checks the pool, the strip
+// meant to be. The serial reference run also checks the heap use of
+// steady-state frames. Run under ThreadSanitizer this also checks the pool, the strip
 // tasks and the kernels of four handles (eight workers) for data races.
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstdio>
-#include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
@@ -18,6 +17,7 @@
 #include "previewbokeh/weight.h"
 #include "scale/kernel_table.h"
 #include "support/assist.h"
+#include "support/frames.h"
 #include "support/logs.h"
 
 namespace {
@@ -66,16 +66,6 @@ struct Worker {
   std::vector<uint64_t> digests;  // one per frame: weight map and destination frame
 };
 
-int RatioFromInitLog(const std::vector<std::string> &lines) {
-  for (const auto &l : lines) {
-    int ratio = 0;
-    if (std::sscanf(l.c_str(), "sigma:%*f,SmoothWinSize:%*d,Scalingratio:%d", &ratio) == 1) {
-      return ratio;
-    }
-  }
-  return -1;
-}
-
 void Create(Worker *w) {
   const Config &c = w->config;
   pb::SetProperty("persist.vendor.cam.prebokeh_ratio", std::to_string(c.ratio).c_str());
@@ -84,7 +74,8 @@ void Create(Worker *w) {
   ip.height = c.height;
   pbtest::LogCapture log;
   ASSERT_EQ(iBokehInit(&w->handle, &ip), 0);
-  w->chosen_ratio = RatioFromInitLog(log.Texts());
+  w->chosen_ratio = pbtest::RatioFromInitLog(log.Texts());
+  pb::hooks::StartLogCapture();  // back to the test's quiet capture
   pb::hooks::ResetProperties();
   WeightInitParams wi{};
   wi.WeightWidth = c.width;
@@ -101,8 +92,11 @@ void Destroy(Worker *w) {
 }
 
 // The frames of one worker: fresh disparity and source each frame, weight map
-// from the engine, then the blur; every third frame in place.
-void RunFrames(Worker *w) {
+// from the engine, then the blur; every third frame in place. Run `alone`, a
+// frame allocates exactly the pool's four job records (nothing lazily, nothing
+// for the weight map), and since a worker frees its record right after
+// signalling completion, at most one per worker is still held afterwards.
+void RunFrames(Worker *w, bool alone) {
   const Config &c = w->config;
   const size_t frame_bytes = static_cast<size_t>(c.width) * c.height * 3 / 2;
   const size_t disparity_samples = static_cast<size_t>(c.width / 4) * (c.height / 4);
@@ -111,14 +105,12 @@ void RunFrames(Worker *w) {
   std::vector<uint8_t> disparity(DISPARITY_FRAME_HEADER_BYTES + disparity_samples);
   Rng rng{c.seed};
   w->digests.clear();
+  const long live0 = pb::hooks::LiveAllocationCount();
   for (int f = 0; f < kFrames; ++f) {
+    const long count0 = pb::hooks::AllocationCount();
     rng.Fill(disparity.data() + DISPARITY_FRAME_HEADER_BYTES, disparity_samples);
-    const int32_t num = static_cast<int32_t>(100 + rng.Next() % 600) << 19, den = 1 << 19;
-    const uint16_t dw = static_cast<uint16_t>(c.width / 4);
-    std::memcpy(&disparity[offsetof(DisparityFrame, ScaleNumeratorQ19)], &num, 4);
-    std::memcpy(&disparity[offsetof(DisparityFrame, ScaleDenominatorQ19)], &den, 4);
-    std::memcpy(&disparity[offsetof(DisparityFrame, RefWidth)], &dw, 2);
-    std::memcpy(&disparity[offsetof(DisparityFrame, DisparityWidth)], &dw, 2);
+    pbtest::SetDisparityHeader(disparity.data(), static_cast<int32_t>(100 + rng.Next() % 600) << 19,
+                               1 << 19, static_cast<uint16_t>(c.width / 4));
     WeightProcessParams wp{};
     wp.F_number = 1 + f % 20;
     wp.sel_x = static_cast<int32_t>(rng.Next() % static_cast<uint32_t>(c.width));
@@ -136,6 +128,11 @@ void RunFrames(Worker *w) {
     ASSERT_EQ(iBokehCreateWeightMap(w->handle, &fp), 0);
     const bool in_place = f % 3 == 2;
     ASSERT_EQ(iBokehBlurImage(w->handle, src.buffer(), in_place ? src.buffer() : dst.buffer()), 0);
+    if (alone) {
+      EXPECT_EQ(pb::hooks::AllocationCount() - count0, 4) << "frame " << f;
+      const long held = pb::hooks::LiveAllocationCount() - live0;
+      EXPECT_TRUE(held >= 0 && held <= 2) << "frame " << f << ": " << held << " job records held";
+    }
     const uint8_t *out = in_place ? src.data() : dst.data();
     w->digests.push_back(Fnv1a(out, frame_bytes, Fnv1a(map.data(), map.size() * 2)));
   }
@@ -151,9 +148,11 @@ TEST_P(ConcurrentHandles, SameBytesAsOneAfterAnother) {
   std::vector<Worker> serial(kWorkers);
   for (int i = 0; i < kWorkers; ++i) {
     serial[i].config = GetParam().configs[i];
+    const long live = pb::hooks::LiveAllocationCount();
     Create(&serial[i]);
-    RunFrames(&serial[i]);
+    RunFrames(&serial[i], true);
     Destroy(&serial[i]);
+    EXPECT_EQ(pb::hooks::LiveAllocationCount(), live) << "handle or engine left memory";
   }
 
   // The same, all four at once, each from its own thread.
@@ -163,7 +162,7 @@ TEST_P(ConcurrentHandles, SameBytesAsOneAfterAnother) {
     Create(&parallel[i]);
   }
   std::vector<std::thread> threads;
-  for (int i = 0; i < kWorkers; ++i) threads.emplace_back(RunFrames, &parallel[i]);
+  for (int i = 0; i < kWorkers; ++i) threads.emplace_back(RunFrames, &parallel[i], false);
   for (auto &t : threads) t.join();
   for (auto &w : parallel) Destroy(&w);
   quiet.Take();

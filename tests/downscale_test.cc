@@ -165,27 +165,6 @@ TEST_P(DownscaleMember, VectorMatchesScalar) {
   }
 }
 
-// Neighbouring overlapping ranges in either order equal one call over the
-// union; an empty range writes nothing.
-TEST_P(DownscaleMember, RowRanges) {
-  const Member m = GetParam();
-  std::mt19937 rng(3);
-  for (DownscaleKernel k : {m.scalar, m.vector}) {
-    Buffers whole(m.n * 40, m.n * 12, 40, 12, rng);
-    Buffers ab = whole, ba = whole, empty = whole;
-    const std::vector<uint8_t> before = whole.dst;
-    whole.Run(k, 0, 9);
-    ab.Run(k, 0, 6);
-    ab.Run(k, 3, 9);
-    ba.Run(k, 3, 9);
-    ba.Run(k, 0, 6);
-    EXPECT_EQ(ab.dst, whole.dst);
-    EXPECT_EQ(ba.dst, whole.dst);
-    empty.Run(k, 5, 4);
-    EXPECT_EQ(empty.dst, before);
-  }
-}
-
 INSTANTIATE_TEST_SUITE_P(All, DownscaleMember, ::testing::ValuesIn(kMembers), MemberName);
 
 // Single non-zero samples in one block: the rounding of each pass shows.

@@ -1,18 +1,16 @@
 // Separable smoothing: vector kernels against the scalar reference byte for
-// byte, both against an independent whole-plane model, known answers, strips
-// run concurrently, and refused arguments.
+// byte, both against an independent whole-plane model, known answers and
+// refused arguments.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <random>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "blur/smooth.h"
 #include "platform/test_hooks.h"
-#include "simd/dispatch.h"
 
 namespace pb {
 namespace {
@@ -191,29 +189,6 @@ TEST_P(SmoothTest, OversizedKernelSaturatesGroupsAndWrapsLeftovers) {
   }
 }
 
-// Two strips on two threads share the padded scratch, each with its own
-// intermediate, as the frame driver runs them.
-TEST_P(SmoothTest, ConcurrentStripsMatchOneCall) {
-  const Form f = GetParam();
-  std::mt19937 rng(7);
-  const int32_t width = 198, height = 40;
-  const Plane in = RandomPlane(rng, width, height);
-  for (SmoothFn fn : {f.c, f.neon}) {
-    std::vector<uint8_t> padded(SmoothChromaPaddedBytes(width, height, 5));
-    std::vector<uint8_t> inter[2] = {std::vector<uint8_t>(SmoothIntermediateBytes(width, height, 5)),
-                                     std::vector<uint8_t>(SmoothIntermediateBytes(width, height, 5))};
-    std::vector<uint8_t> out(in.px.size(), kSentinel);
-    auto strip = [&](int i, int32_t first, int32_t last) {
-      fn(in.px.data(), padded.data(), out.data(), width, height, kGaussian.data(), 5, 5,
-         inter[i].data(), first, last);
-    };
-    std::thread t0(strip, 0, 0, height / 2), t1(strip, 1, height / 2 + 1, height - 1);
-    t0.join();
-    t1.join();
-    EXPECT_EQ(out, RunSmooth(fn, f.chroma, in, kGaussian, 5, 0, height - 1));
-  }
-}
-
 TEST_P(SmoothTest, RefusedArgumentsWriteNothingAndLog) {
   const Form f = GetParam();
   struct Bad {
@@ -249,19 +224,6 @@ INSTANTIATE_TEST_SUITE_P(Forms, SmoothTest,
                          ::testing::Values(Form{"luma", false, SmoothLuma_C, SmoothLuma_NEON},
                                            Form{"chroma", true, SmoothChroma_C, SmoothChroma_NEON}),
                          [](const ::testing::TestParamInfo<Form> &i) { return std::string(i.param.name); });
-
-TEST(SmoothDispatchTest, FollowsTheScalarSwitch) {
-  const bool was = ScalarKernelsInUse();
-  UseScalarKernels(true);
-  EXPECT_EQ(SmoothLumaKernel(), &SmoothLuma_C);
-  EXPECT_EQ(SmoothChromaKernel(), &SmoothChroma_C);
-  UseScalarKernels(false);
-#if !defined(PREVIEWBOKEH_SCALAR_ONLY)
-  EXPECT_EQ(SmoothLumaKernel(), &SmoothLuma_NEON);
-  EXPECT_EQ(SmoothChromaKernel(), &SmoothChroma_NEON);
-#endif
-  UseScalarKernels(was);
-}
 
 }  // namespace
 }  // namespace pb

@@ -48,13 +48,7 @@ std::vector<uint8_t> DisparityFrameBytes(const Shape &s, uint32_t seed) {
   std::vector<uint8_t> bytes = pbtest::RandomBytes(
       DISPARITY_FRAME_HEADER_BYTES + static_cast<size_t>(s.disparity_width) * s.disparity_height,
       seed);
-  const int32_t num = 640 << 19, den = 1 << 19;
-  const uint16_t ref = static_cast<uint16_t>(s.disparity_width);
-  const uint16_t w = static_cast<uint16_t>(s.disparity_width);
-  std::memcpy(&bytes[offsetof(DisparityFrame, ScaleNumeratorQ19)], &num, 4);
-  std::memcpy(&bytes[offsetof(DisparityFrame, ScaleDenominatorQ19)], &den, 4);
-  std::memcpy(&bytes[offsetof(DisparityFrame, RefWidth)], &ref, 2);
-  std::memcpy(&bytes[offsetof(DisparityFrame, DisparityWidth)], &w, 2);
+  pbtest::SetDisparityHeader(bytes.data(), 640 << 19, 1 << 19, static_cast<uint16_t>(s.disparity_width));
   return bytes;
 }
 

@@ -1,5 +1,5 @@
-// The exported depth-weight interface: lifecycle, buffers and accounting,
-// failures, logs, and whole frames against a model built from a plain box
+// The exported depth-weight interface: logs, refused arguments, guarded
+// aperture and focus, and whole frames against a model built from a plain box
 // smoothing written here and the separately tested range table and weight
 // reference.
 #include <gtest/gtest.h>
@@ -15,6 +15,7 @@
 #include "platform/test_hooks.h"
 #include "previewbokeh/weight.h"
 #include "simd/dispatch.h"
+#include "support/frames.h"
 #include "support/logs.h"
 #include "weight/range_table.h"
 #include "weight/weight_engine.h"
@@ -25,12 +26,7 @@ namespace {
 // Header with q = 640, W = RefWidth = 640: raw 0..17 -> 128, 18 -> 85, 19 -> 64, ...
 std::vector<uint8_t> Frame(const std::vector<uint8_t> &samples) {
   std::vector<uint8_t> f(DISPARITY_FRAME_HEADER_BYTES + samples.size());
-  const int32_t num = 640 << 19, den = 1 << 19;
-  const uint16_t width = 640;
-  std::memcpy(&f[16], &num, 4);
-  std::memcpy(&f[20], &den, 4);
-  std::memcpy(&f[60], &width, 2);
-  std::memcpy(&f[64], &width, 2);
+  pbtest::SetDisparityHeader(f.data(), 640 << 19, 1 << 19, 640);
   std::copy(samples.begin(), samples.end(), f.begin() + DISPARITY_FRAME_HEADER_BYTES);
   return f;
 }
@@ -137,42 +133,6 @@ TEST(WeightEngine, FramesMatchModelAndRepeat) {
     }
   }
   pb::UseScalarKernels(false);
-}
-
-TEST(WeightEngine, KernelTapsAndMemorySize) {
-  struct Case { int a, b, c, d, win; uint32_t bytes; std::vector<uint16_t> taps; };
-  const Case cases[] = {
-      {1920, 1080, 480, 270, 11, 5094360, std::vector<uint16_t>(11, 93)},
-      {640, 480, 160, 120, 1, 614400 + 38400 + 19200 + 77440, {1024}},
-      {8, 4, 6, 2, 10, 64 + 24 + 192 + 832, {102, 102, 102, 102, 102, 102, 102, 102, 102, 102, 0}},
-      {8, 4, 6, 2, 4, 64 + 24 + 60 + 280, {256, 256, 256, 256, 0}},
-  };
-  for (const Case &c : cases) {
-    WeightContext ctx{};
-    ctx.MemorySize = 1000;
-    WeightInitParams p{c.a, c.b, c.c, c.d, 0, 0, 0, c.win};
-    ASSERT_EQ(weight_init(&p, &ctx), 0);
-    auto *e = static_cast<pb::WeightEngine *>(ctx.engine);
-    EXPECT_EQ(ctx.MemorySize, 1000 + c.bytes) << c.win;
-    EXPECT_EQ(std::vector<uint16_t>(e->SmoothKernel, e->SmoothKernel + c.taps.size()), c.taps);
-    EXPECT_EQ(weight_deinit(&ctx), 0);
-  }
-}
-
-// Each allocation failing in turn: its own message, nothing counted; what was
-// obtained stays attached for weight_deinit (LeakSanitizer checks the rest).
-TEST(WeightEngine, AllocationFailureMessages) {
-  const char *messages[] = {"WeightEngine", "SmoothKernel", "WeightMap", "RangedDisparity",
-                            "ExpandDisparity", "TempimDisparity", "SmoothDisparity"};
-  for (int n = 1; n <= 7; ++n) {
-    pbtest::LogCapture capture;
-    pb::hooks::FailAllocation(n);
-    Engine eng(64, 48, 16, 12, 5);
-    EXPECT_EQ(eng.status, 1);
-    EXPECT_EQ(capture.Texts(), std::vector<std::string>{std::string(messages[n - 1]) + " malloc error\n"});
-    EXPECT_EQ(eng.ctx.MemorySize, 0u);
-    EXPECT_EQ(eng.ctx.engine != nullptr, n > 1);
-  }
 }
 
 TEST(WeightEngine, InvalidArgumentsAreRefused) {

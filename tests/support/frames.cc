@@ -1,7 +1,11 @@
 #include "support/frames.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstring>
 #include <random>
+
+#include "previewbokeh/weight.h"
 
 namespace pbtest {
 
@@ -20,6 +24,14 @@ std::vector<uint16_t> RandomWeights(size_t n, uint32_t seed, uint16_t max_weight
   std::vector<uint16_t> v(n);
   for (auto &w : v) w = static_cast<uint16_t>(d(rng));
   return v;
+}
+
+void SetDisparityHeader(uint8_t *frame, int32_t numerator_q19, int32_t denominator_q19,
+                        uint16_t width) {
+  std::memcpy(frame + offsetof(DisparityFrame, ScaleNumeratorQ19), &numerator_q19, 4);
+  std::memcpy(frame + offsetof(DisparityFrame, ScaleDenominatorQ19), &denominator_q19, 4);
+  std::memcpy(frame + offsetof(DisparityFrame, RefWidth), &width, 2);
+  std::memcpy(frame + offsetof(DisparityFrame, DisparityWidth), &width, 2);
 }
 
 namespace {

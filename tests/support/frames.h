@@ -12,6 +12,11 @@ namespace pbtest {
 std::vector<uint8_t> RandomBytes(size_t n, uint32_t seed);
 std::vector<uint16_t> RandomWeights(size_t n, uint32_t seed, uint16_t max_weight);
 
+// Fills the header fields of a disparity frame (header followed by its samples)
+// that the weight engine reads: the Q19 scale and the reference and sample width.
+void SetDisparityHeader(uint8_t *frame, int32_t numerator_q19, int32_t denominator_q19,
+                        uint16_t width);
+
 // The 11-tap Gaussian of the blur, in 1/1024.
 extern const uint16_t kGaussian11[11];
 

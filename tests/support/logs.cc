@@ -1,6 +1,7 @@
 #include "support/logs.h"
 
 #include <algorithm>
+#include <cstdio>
 
 namespace pbtest {
 
@@ -17,6 +18,14 @@ bool HasLine(const std::vector<std::string> &lines, const std::string &text) {
 bool HasPrefix(const std::vector<std::string> &lines, const std::string &prefix) {
   return std::any_of(lines.begin(), lines.end(),
                      [&](const std::string &l) { return l.rfind(prefix, 0) == 0; });
+}
+
+int RatioFromInitLog(const std::vector<std::string> &lines) {
+  for (const auto &l : lines) {
+    int ratio = 0;
+    if (std::sscanf(l.c_str(), "sigma:%*f,SmoothWinSize:%*d,Scalingratio:%d", &ratio) == 1) return ratio;
+  }
+  return -1;
 }
 
 }  // namespace pbtest

@@ -32,6 +32,9 @@ bool HasLine(const std::vector<std::string> &lines, const std::string &text);
 // True when some line starts with prefix.
 bool HasPrefix(const std::vector<std::string> &lines, const std::string &prefix);
 
+// The scaling ratio a handle chose, from its init log line; -1 when absent.
+int RatioFromInitLog(const std::vector<std::string> &lines);
+
 }  // namespace pbtest
 
 #endif  // PREVIEWBOKEH_TESTS_SUPPORT_LOGS_H_
