@@ -93,41 +93,33 @@ void SmoothPlane(const uint8_t *input, uint8_t *output, int32_t width, int32_t h
   }
 }
 
+// Screens the call, then smooths with the column split of the vector kernels:
+// 8 samples (luma) or 8 pairs, 16 bytes (chroma), per vector group.
+void SmoothChecked(const char *name, bool chroma, const uint8_t *input, uint8_t *output,
+                   int32_t width, int32_t height, const uint16_t *kernel, int32_t hradius,
+                   int32_t vradius, uint8_t *intermediate, int32_t firstRow, int32_t lastRow) {
+  if (!smooth::ScreenOrZero(name, chroma, input, output, width, height, kernel, hradius, vradius,
+                            intermediate, firstRow, lastRow)) {
+    return;
+  }
+  SmoothPlane(input, output, width, height, kernel, hradius, intermediate, firstRow, lastRow,
+              chroma ? 2 : 1, chroma ? width & ~15 : width & ~7);
+}
+
 }  // namespace
 
 void SmoothLuma_C(const uint8_t *input, uint8_t * /*padded*/, uint8_t *output, int32_t width,
                   int32_t height, const uint16_t *kernel, int32_t hradius, int32_t vradius,
                   uint8_t *intermediate, int32_t firstRow, int32_t lastRow) {
-  switch (smooth::Screen("SmoothLuma", false, input, output, width, height, kernel, hradius,
-                         vradius, intermediate, firstRow, lastRow)) {
-    case smooth::Plan::kSkip:
-      return;
-    case smooth::Plan::kZero:
-      smooth::ZeroRows(output, width, firstRow, lastRow);
-      return;
-    case smooth::Plan::kRun:
-      break;
-  }
-  SmoothPlane(input, output, width, height, kernel, hradius, intermediate, firstRow, lastRow, 1,
-              width & ~7);
+  SmoothChecked("SmoothLuma", false, input, output, width, height, kernel, hradius, vradius,
+                intermediate, firstRow, lastRow);
 }
 
 void SmoothChroma_C(const uint8_t *input, uint8_t * /*padded*/, uint8_t *output, int32_t width,
                     int32_t height, const uint16_t *kernel, int32_t hradius, int32_t vradius,
                     uint8_t *intermediate, int32_t firstRow, int32_t lastRow) {
-  switch (smooth::Screen("SmoothChroma", true, input, output, width, height, kernel, hradius,
-                         vradius, intermediate, firstRow, lastRow)) {
-    case smooth::Plan::kSkip:
-      return;
-    case smooth::Plan::kZero:
-      smooth::ZeroRows(output, width, firstRow, lastRow);
-      return;
-    case smooth::Plan::kRun:
-      break;
-  }
-  // 8 pairs = 16 bytes per vector group.
-  SmoothPlane(input, output, width, height, kernel, hradius, intermediate, firstRow, lastRow, 2,
-              width & ~15);
+  SmoothChecked("SmoothChroma", true, input, output, width, height, kernel, hradius, vradius,
+                intermediate, firstRow, lastRow);
 }
 
 }  // namespace pb

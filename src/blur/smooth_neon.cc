@@ -552,53 +552,41 @@ bool Smooth16(const uint8_t *input, int32_t width, int32_t height, const uint16_
   }
   return true;
 }
+// The 16-bit layout where it applies, else the 8-bit vector passes, else
+// the scalar reference.
+void SmoothPlaneNeon(const char *name, bool chroma, SmoothFn scalar, const uint8_t *input,
+                     uint8_t *padded, uint8_t *output, int32_t width, int32_t height,
+                     const uint16_t *kernel, int32_t hradius, int32_t vradius,
+                     uint8_t *intermediate, int32_t firstRow, int32_t lastRow) {
+  if (!smooth::ScreenOrZero(name, chroma, input, output, width, height, kernel, hradius, vradius,
+                            intermediate, firstRow, lastRow)) {
+    return;
+  }
+  const PlaneSink sink{output, static_cast<size_t>(width)};
+  if (!Smooth16(input, width, height, kernel, hradius, intermediate, firstRow, lastRow, chroma,
+                sink) &&
+      !SmoothVector(input, output, width, height, kernel, hradius, intermediate, firstRow, lastRow,
+                    chroma)) {
+    scalar(input, padded, output, width, height, kernel, hradius, vradius, intermediate, firstRow,
+           lastRow);
+  }
+}
+
 }  // namespace
 
 void SmoothLuma_NEON(const uint8_t *input, uint8_t *padded, uint8_t *output, int32_t width,
                      int32_t height, const uint16_t *kernel, int32_t hradius, int32_t vradius,
                      uint8_t *intermediate, int32_t firstRow, int32_t lastRow) {
-  switch (smooth::Screen("SmoothLuma", false, input, output, width, height, kernel, hradius,
-                         vradius, intermediate, firstRow, lastRow)) {
-    case smooth::Plan::kSkip:
-      return;
-    case smooth::Plan::kZero:
-      smooth::ZeroRows(output, width, firstRow, lastRow);
-      return;
-    case smooth::Plan::kRun:
-      break;
-  }
-  const PlaneSink sink{output, static_cast<size_t>(width)};
-  if (!Smooth16(input, width, height, kernel, hradius, intermediate, firstRow, lastRow, false,
-                sink) &&
-      !SmoothVector(input, output, width, height, kernel, hradius, intermediate, firstRow,
-                    lastRow, false)) {
-    SmoothLuma_C(input, padded, output, width, height, kernel, hradius, vradius, intermediate,
-                 firstRow, lastRow);
-  }
+  SmoothPlaneNeon("SmoothLuma", false, SmoothLuma_C, input, padded, output, width, height, kernel,
+                  hradius, vradius, intermediate, firstRow, lastRow);
 }
 
 void SmoothChroma_NEON(const uint8_t *input, uint8_t *padded, uint8_t *output, int32_t width,
                        int32_t height, const uint16_t *kernel, int32_t hradius,
                        int32_t vradius, uint8_t *intermediate, int32_t firstRow,
                        int32_t lastRow) {
-  switch (smooth::Screen("SmoothChroma", true, input, output, width, height, kernel, hradius,
-                         vradius, intermediate, firstRow, lastRow)) {
-    case smooth::Plan::kSkip:
-      return;
-    case smooth::Plan::kZero:
-      smooth::ZeroRows(output, width, firstRow, lastRow);
-      return;
-    case smooth::Plan::kRun:
-      break;
-  }
-  const PlaneSink sink{output, static_cast<size_t>(width)};
-  if (!Smooth16(input, width, height, kernel, hradius, intermediate, firstRow, lastRow, true,
-                sink) &&
-      !SmoothVector(input, output, width, height, kernel, hradius, intermediate, firstRow,
-                    lastRow, true)) {
-    SmoothChroma_C(input, padded, output, width, height, kernel, hradius, vradius, intermediate,
-                   firstRow, lastRow);
-  }
+  SmoothPlaneNeon("SmoothChroma", true, SmoothChroma_C, input, padded, output, width, height,
+                  kernel, hradius, vradius, intermediate, firstRow, lastRow);
 }
 
 namespace {

@@ -111,7 +111,7 @@ void ComposeLumaRow_NEON(const uint8_t *s, const uint8_t *b, const uint16_t *m, 
   } else {
     LumaRow<false>(s, b, m, d, body, alpha);
   }
-  for (int32_t x = body; x < width; ++x) d[x] = MixTail(m[x], alpha, s[x], b[x]);
+  MixTailLuma(s, b, m, d, body, width, alpha);
 }
 
 void ComposeChromaRow_NEON(const uint8_t *s, const uint8_t *b, const uint16_t *m, uint8_t *d,
@@ -122,7 +122,7 @@ void ComposeChromaRow_NEON(const uint8_t *s, const uint8_t *b, const uint16_t *m
   } else {
     ChromaRow<false>(s, b, m, d, body, alpha);
   }
-  for (int32_t x = body; x < width; x += 2) MixTailPair(s, b, d, m[x], alpha, x, width);
+  MixTailChroma(s, b, m, d, body, width, alpha);
 }
 
 }  // namespace compose
@@ -131,28 +131,22 @@ PB_COMPOSE_KERNEL(ComposeLuma_NEON) {
   (void)height;
   (void)lowWidth;
   (void)lowHeight;
-  if (!compose::Screen("ComposeLuma", src, width, weight, blurred, dst, rowFirst, rowLast)) return;
-  const size_t stride = static_cast<size_t>(width);
-  for (int32_t y = rowFirst; y <= rowLast; ++y) {
-    const size_t row = static_cast<size_t>(y) * stride;
-    compose::ComposeLumaRow_NEON(src + row, blurred + row, weight + row, dst + row, width, alpha);
-  }
+  const auto row = [&](const uint8_t *s, const uint8_t *b, const uint16_t *m, uint8_t *d) {
+    compose::ComposeLumaRow_NEON(s, b, m, d, width, alpha);
+  };
+  compose::ForEachRow<false>("ComposeLuma", src, width, weight, blurred, dst, rowFirst, rowLast,
+                             row);
 }
 
 PB_COMPOSE_KERNEL(ComposeChroma_NEON) {
   (void)height;
   (void)lowWidth;
   (void)lowHeight;
-  if (!compose::Screen("ComposeChroma", src, width, weight, blurred, dst, rowFirst, rowLast)) {
-    return;
-  }
-  const size_t stride = static_cast<size_t>(width);
-  for (int32_t y = rowFirst; y <= rowLast; ++y) {
-    const size_t row = static_cast<size_t>(y) * stride;
-    // Luma row 2y holds the weights of UV row y.
-    compose::ComposeChromaRow_NEON(src + row, blurred + row, weight + 2 * row, dst + row, width,
-                                   alpha);
-  }
+  const auto row = [&](const uint8_t *s, const uint8_t *b, const uint16_t *m, uint8_t *d) {
+    compose::ComposeChromaRow_NEON(s, b, m, d, width, alpha);
+  };
+  compose::ForEachRow<true>("ComposeChroma", src, width, weight, blurred, dst, rowFirst, rowLast,
+                            row);
 }
 
 }  // namespace pb

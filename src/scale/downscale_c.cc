@@ -8,9 +8,12 @@ namespace pb {
 namespace {
 
 using scale::DownscaleRows;
+using scale::ForEachSourceRow;
 using scale::Offset;
 using scale::PlanDownscale;
+using scale::ReduceChromaRun;
 using scale::ReduceColumn;
+using scale::ReduceLumaRun;
 using scale::ReduceSpaced;
 
 // Pass 2 over bytes [0, bytes) of every reduced row of the plan.
@@ -32,35 +35,10 @@ void DownscaleLumaStrided(const char *name, const uint8_t *src, uint8_t *dst, ui
   const DownscaleRows p = PlanDownscale(name, N, src, dst, xinterp, width, height, lowWidth,
                                         lowHeight, lowRowFirst, lowRowLast);
   if (!p.ok) return;
-  for (int32_t y = p.fv * p.first; y <= p.fv * p.last + N - 1; ++y) {
-    const uint8_t *s = src + Offset(y, width);
-    uint8_t *o = xinterp + Offset(y, lowWidth);
-    for (int32_t x = 0; x < lowWidth; ++x) o[x] = ReduceSpaced<N>(s + p.fh * x, 1);
-  }
+  ForEachSourceRow<N>(p, src, width, xinterp, lowWidth, [&](const uint8_t *s, uint8_t *o) {
+    ReduceLumaRun<N>(s, p.fh, o, lowWidth);
+  });
   VerticalPass<N>(p, xinterp, dst, lowWidth, lowWidth);
-}
-
-// Chroma: reduced pair k averages N source pairs from byte c = 2 * fh * k, U
-// and V apart. Rows of odd length keep their last byte untouched.
-template <int N>
-void DownscaleChromaStrided(const char *name, const uint8_t *src, uint8_t *dst, uint8_t *xinterp,
-                            int32_t width, int32_t height, int32_t lowWidth, int32_t lowHeight,
-                            int32_t lowRowFirst, int32_t lowRowLast) {
-  if (lowWidth < 2) return;
-  const DownscaleRows p = PlanDownscale(name, N, src, dst, xinterp, width, height, lowWidth,
-                                        lowHeight, lowRowFirst, lowRowLast);
-  if (!p.ok) return;
-  const int32_t pairs = lowWidth / 2;
-  for (int32_t y = p.fv * p.first; y <= p.fv * p.last + N - 1; ++y) {
-    const uint8_t *s = src + Offset(y, width);
-    uint8_t *o = xinterp + Offset(y, lowWidth);
-    for (int32_t k = 0; k < pairs; ++k) {
-      const uint8_t *c = s + 2 * p.fh * k;
-      o[2 * k] = ReduceSpaced<N>(c, 2);
-      o[2 * k + 1] = ReduceSpaced<N>(c + 1, 2);
-    }
-  }
-  VerticalPass<N>(p, xinterp, dst, lowWidth, 2 * pairs);
 }
 
 }  // namespace
@@ -68,84 +46,53 @@ void DownscaleChromaStrided(const char *name, const uint8_t *src, uint8_t *dst, 
 // Body columns x < (lowWidth & ~7) read source 2x, 2x + 1; the remaining
 // columns continue from there with the column factor fh.
 PB_DOWNSCALE_KERNEL(DownscaleLuma2_C) {
-  const char *const name = "DownscaleLuma2";
-  const DownscaleRows p = PlanDownscale(name, 2, src, dst, xinterp, width, height, lowWidth,
-                                        lowHeight, lowRowFirst, lowRowLast);
+  const DownscaleRows p = PlanDownscale("DownscaleLuma2", 2, src, dst, xinterp, width, height,
+                                        lowWidth, lowHeight, lowRowFirst, lowRowLast);
   if (!p.ok) return;
   const int32_t body = lowWidth & ~7;
-  for (int32_t y = p.fv * p.first; y <= p.fv * p.last + 1; ++y) {
-    const uint8_t *s = src + Offset(y, width);
-    uint8_t *o = xinterp + Offset(y, lowWidth);
-    for (int32_t x = 0; x < body; ++x) o[x] = ReduceSpaced<2>(s + 2 * x, 1);
-    for (int32_t x = body; x < lowWidth; ++x) {
-      o[x] = ReduceSpaced<2>(s + 2 * body + p.fh * (x - body), 1);
-    }
-  }
+  ForEachSourceRow<2>(p, src, width, xinterp, lowWidth, [&](const uint8_t *s, uint8_t *o) {
+    ReduceLumaRun<2>(s, 2, o, body);
+    ReduceLumaRun<2>(s + 2 * body, p.fh, o + body, lowWidth - body);
+  });
   VerticalPass<2>(p, xinterp, dst, lowWidth, lowWidth);
 }
 
 // Body: blocks of 8 outputs starting at source column 8 * fh * b, reading 32
 // consecutive bytes in groups of 4; remaining columns read from fh * x.
 PB_DOWNSCALE_KERNEL(DownscaleLuma4_C) {
-  const char *const name = "DownscaleLuma4";
-  const DownscaleRows p = PlanDownscale(name, 4, src, dst, xinterp, width, height, lowWidth,
-                                        lowHeight, lowRowFirst, lowRowLast);
+  const DownscaleRows p = PlanDownscale("DownscaleLuma4", 4, src, dst, xinterp, width, height,
+                                        lowWidth, lowHeight, lowRowFirst, lowRowLast);
   if (!p.ok) return;
   const int32_t body = lowWidth & ~7;
-  for (int32_t y = p.fv * p.first; y <= p.fv * p.last + 3; ++y) {
-    const uint8_t *s = src + Offset(y, width);
-    uint8_t *o = xinterp + Offset(y, lowWidth);
+  ForEachSourceRow<4>(p, src, width, xinterp, lowWidth, [&](const uint8_t *s, uint8_t *o) {
     for (int32_t x = 0; x < body; ++x) {
       o[x] = ReduceSpaced<4>(s + 8 * p.fh * (x / 8) + 4 * (x % 8), 1);
     }
-    for (int32_t x = body; x < lowWidth; ++x) o[x] = ReduceSpaced<4>(s + p.fh * x, 1);
-  }
+    ReduceLumaRun<4>(s + p.fh * body, p.fh, o + body, lowWidth - body);
+  });
   VerticalPass<4>(p, xinterp, dst, lowWidth, lowWidth);
 }
 
-PB_DOWNSCALE_KERNEL(DownscaleLuma6_C) {
-  DownscaleLumaStrided<6>("DownscaleLuma6", src, dst, xinterp, width, height, lowWidth, lowHeight,
-                          lowRowFirst, lowRowLast);
-}
-
-PB_DOWNSCALE_KERNEL(DownscaleLuma8_C) {
-  DownscaleLumaStrided<8>("DownscaleLuma8", src, dst, xinterp, width, height, lowWidth, lowHeight,
-                          lowRowFirst, lowRowLast);
-}
+PB_DOWNSCALE_LUMA_STRIDED_KERNEL(6, _C)
+PB_DOWNSCALE_LUMA_STRIDED_KERNEL(8, _C)
 
 // Pair k always reads source bytes 4k..4k+3, whatever the sizes. Pass 2 runs
 // over all lowWidth bytes: with an odd lowWidth the last byte of each row comes
 // from scratch bytes this call did not write.
 PB_DOWNSCALE_KERNEL(DownscaleChroma2_C) {
-  const char *const name = "DownscaleChroma2";
-  const DownscaleRows p = PlanDownscale(name, 2, src, dst, xinterp, width, height, lowWidth,
-                                        lowHeight, lowRowFirst, lowRowLast);
+  const DownscaleRows p = PlanDownscale("DownscaleChroma2", 2, src, dst, xinterp, width, height,
+                                        lowWidth, lowHeight, lowRowFirst, lowRowLast);
   if (!p.ok) return;
-  const int32_t pairs = lowWidth / 2;
-  for (int32_t y = p.fv * p.first; y <= p.fv * p.last + 1; ++y) {
-    const uint8_t *s = src + Offset(y, width);
-    uint8_t *o = xinterp + Offset(y, lowWidth);
-    for (int32_t k = 0; k < pairs; ++k) {
-      o[2 * k] = ReduceSpaced<2>(s + 4 * k, 2);
-      o[2 * k + 1] = ReduceSpaced<2>(s + 4 * k + 1, 2);
-    }
-  }
+  ForEachSourceRow<2>(p, src, width, xinterp, lowWidth, [&](const uint8_t *s, uint8_t *o) {
+    ReduceChromaRun<2>(s, 4, o, lowWidth / 2);
+  });
   VerticalPass<2>(p, xinterp, dst, lowWidth, lowWidth);
 }
 
-PB_DOWNSCALE_KERNEL(DownscaleChroma4_C) {
-  DownscaleChromaStrided<4>("DownscaleChroma4", src, dst, xinterp, width, height, lowWidth,
-                            lowHeight, lowRowFirst, lowRowLast);
-}
-
-PB_DOWNSCALE_KERNEL(DownscaleChroma6_C) {
-  DownscaleChromaStrided<6>("DownscaleChroma6", src, dst, xinterp, width, height, lowWidth,
-                            lowHeight, lowRowFirst, lowRowLast);
-}
-
-PB_DOWNSCALE_KERNEL(DownscaleChroma8_C) {
-  DownscaleChromaStrided<8>("DownscaleChroma8", src, dst, xinterp, width, height, lowWidth,
-                            lowHeight, lowRowFirst, lowRowLast);
-}
+// Ratios 4, 6, 8: reduced pair k averages N source pairs from byte 2 * fh * k,
+// U and V apart. Rows of odd length keep their last byte untouched.
+PB_DOWNSCALE_CHROMA_STRIDED_KERNEL(4, _C)
+PB_DOWNSCALE_CHROMA_STRIDED_KERNEL(6, _C)
+PB_DOWNSCALE_CHROMA_STRIDED_KERNEL(8, _C)
 
 }  // namespace pb

@@ -9,10 +9,12 @@ namespace pb {
 namespace {
 
 using scale::DownscaleRows;
+using scale::ForEachSourceRow;
 using scale::Offset;
 using scale::PlanDownscale;
+using scale::ReduceChromaRun;
 using scale::ReduceColumn;
-using scale::ReduceSpaced;
+using scale::ReduceLumaRun;
 
 // Column sums of N rows of 16 bytes, weighted as the reduction of N, as two
 // 16-bit halves (bytes 0..7 and 8..15).
@@ -111,71 +113,42 @@ void DownscaleLumaStrided(const char *name, const uint8_t *src, uint8_t *dst, ui
                                         lowHeight, lowRowFirst, lowRowLast);
   if (!p.ok) return;
   const int32_t body = N == 8 && p.fh == 8 ? (lowWidth & ~15) : 0;
-  for (int32_t y = p.fv * p.first; y <= p.fv * p.last + N - 1; ++y) {
-    const uint8_t *s = src + Offset(y, width);
-    uint8_t *o = xinterp + Offset(y, lowWidth);
+  ForEachSourceRow<N>(p, src, width, xinterp, lowWidth, [&](const uint8_t *s, uint8_t *o) {
     for (int32_t x = 0; x < body; x += 16) {
       // Each lane holds a value below 256: its low byte is the result.
       vst1q_u8(o + x, vuzp1q_u8(vreinterpretq_u8_u16(ReduceEights8(s + 8 * x)),
                                 vreinterpretq_u8_u16(ReduceEights8(s + 8 * x + 64))));
     }
-    for (int32_t x = body; x < lowWidth; ++x) o[x] = ReduceSpaced<N>(s + p.fh * x, 1);
-  }
+    ReduceLumaRun<N>(s + p.fh * body, p.fh, o + body, lowWidth - body);
+  });
   VerticalPass<N>(p, xinterp, dst, lowWidth, lowWidth);
-}
-
-template <int N>
-void DownscaleChromaStrided(const char *name, const uint8_t *src, uint8_t *dst, uint8_t *xinterp,
-                            int32_t width, int32_t height, int32_t lowWidth, int32_t lowHeight,
-                            int32_t lowRowFirst, int32_t lowRowLast) {
-  if (lowWidth < 2) return;
-  const DownscaleRows p = PlanDownscale(name, N, src, dst, xinterp, width, height, lowWidth,
-                                        lowHeight, lowRowFirst, lowRowLast);
-  if (!p.ok) return;
-  const int32_t pairs = lowWidth / 2;
-  for (int32_t y = p.fv * p.first; y <= p.fv * p.last + N - 1; ++y) {
-    const uint8_t *s = src + Offset(y, width);
-    uint8_t *o = xinterp + Offset(y, lowWidth);
-    for (int32_t k = 0; k < pairs; ++k) {
-      const uint8_t *c = s + 2 * p.fh * k;
-      o[2 * k] = ReduceSpaced<N>(c, 2);
-      o[2 * k + 1] = ReduceSpaced<N>(c + 1, 2);
-    }
-  }
-  VerticalPass<N>(p, xinterp, dst, lowWidth, 2 * pairs);
 }
 
 }  // namespace
 
 PB_DOWNSCALE_KERNEL(DownscaleLuma2_NEON) {
-  const char *const name = "DownscaleLuma2";
-  const DownscaleRows p = PlanDownscale(name, 2, src, dst, xinterp, width, height, lowWidth,
-                                        lowHeight, lowRowFirst, lowRowLast);
+  const DownscaleRows p = PlanDownscale("DownscaleLuma2", 2, src, dst, xinterp, width, height,
+                                        lowWidth, lowHeight, lowRowFirst, lowRowLast);
   if (!p.ok) return;
   const int32_t body = lowWidth & ~7;
-  for (int32_t y = p.fv * p.first; y <= p.fv * p.last + 1; ++y) {
-    const uint8_t *s = src + Offset(y, width);
-    uint8_t *o = xinterp + Offset(y, lowWidth);
+  ForEachSourceRow<2>(p, src, width, xinterp, lowWidth, [&](const uint8_t *s, uint8_t *o) {
     int32_t x = 0;
     for (; x + 16 <= body; x += 16) vst1q_u8(o + x, ReducePairs16(s + 2 * x));
-    for (; x < body; ++x) o[x] = ReduceSpaced<2>(s + 2 * x, 1);
-    for (; x < lowWidth; ++x) o[x] = ReduceSpaced<2>(s + 2 * body + p.fh * (x - body), 1);
-  }
+    ReduceLumaRun<2>(s + 2 * x, 2, o + x, body - x);
+    ReduceLumaRun<2>(s + 2 * body, p.fh, o + body, lowWidth - body);
+  });
   VerticalPass<2>(p, xinterp, dst, lowWidth, lowWidth);
 }
 
 PB_DOWNSCALE_KERNEL(DownscaleLuma4_NEON) {
-  const char *const name = "DownscaleLuma4";
-  const DownscaleRows p = PlanDownscale(name, 4, src, dst, xinterp, width, height, lowWidth,
-                                        lowHeight, lowRowFirst, lowRowLast);
+  const DownscaleRows p = PlanDownscale("DownscaleLuma4", 4, src, dst, xinterp, width, height,
+                                        lowWidth, lowHeight, lowRowFirst, lowRowLast);
   if (!p.ok) return;
   const int32_t body = lowWidth & ~7;
-  for (int32_t y = p.fv * p.first; y <= p.fv * p.last + 3; ++y) {
-    const uint8_t *s = src + Offset(y, width);
-    uint8_t *o = xinterp + Offset(y, lowWidth);
+  ForEachSourceRow<4>(p, src, width, xinterp, lowWidth, [&](const uint8_t *s, uint8_t *o) {
     for (int32_t x = 0; x < body; x += 8) vst1_u8(o + x, ReduceQuads8(s + p.fh * x));
-    for (int32_t x = body; x < lowWidth; ++x) o[x] = ReduceSpaced<4>(s + p.fh * x, 1);
-  }
+    ReduceLumaRun<4>(s + p.fh * body, p.fh, o + body, lowWidth - body);
+  });
   VerticalPass<4>(p, xinterp, dst, lowWidth, lowWidth);
 }
 
@@ -185,23 +158,16 @@ PB_DOWNSCALE_KERNEL(DownscaleLuma6_NEON) {
   DownscaleLuma6_C(src, dst, xinterp, width, height, lowWidth, lowHeight, lowRowFirst,
                    lowRowLast);
 }
-
-PB_DOWNSCALE_KERNEL(DownscaleLuma8_NEON) {
-  DownscaleLumaStrided<8>("DownscaleLuma8", src, dst, xinterp, width, height, lowWidth, lowHeight,
-                          lowRowFirst, lowRowLast);
-}
+PB_DOWNSCALE_LUMA_STRIDED_KERNEL(8, _NEON)
 
 // 32 source bytes (16 pairs) give 8 reduced pairs a step: unzipped as 16-bit
 // lanes, the even and odd source pairs meet byte for byte (U with U, V with V).
 PB_DOWNSCALE_KERNEL(DownscaleChroma2_NEON) {
-  const char *const name = "DownscaleChroma2";
-  const DownscaleRows p = PlanDownscale(name, 2, src, dst, xinterp, width, height, lowWidth,
-                                        lowHeight, lowRowFirst, lowRowLast);
+  const DownscaleRows p = PlanDownscale("DownscaleChroma2", 2, src, dst, xinterp, width, height,
+                                        lowWidth, lowHeight, lowRowFirst, lowRowLast);
   if (!p.ok) return;
   const int32_t pairs = lowWidth / 2;
-  for (int32_t y = p.fv * p.first; y <= p.fv * p.last + 1; ++y) {
-    const uint8_t *s = src + Offset(y, width);
-    uint8_t *o = xinterp + Offset(y, lowWidth);
+  ForEachSourceRow<2>(p, src, width, xinterp, lowWidth, [&](const uint8_t *s, uint8_t *o) {
     int32_t k = 0;
     for (; k + 8 <= pairs; k += 8) {
       const uint16x8_t a = vreinterpretq_u16_u8(vld1q_u8(s + 4 * k));
@@ -209,27 +175,14 @@ PB_DOWNSCALE_KERNEL(DownscaleChroma2_NEON) {
       vst1q_u8(o + 2 * k, vrhaddq_u8(vreinterpretq_u8_u16(vuzp1q_u16(a, b)),
                                      vreinterpretq_u8_u16(vuzp2q_u16(a, b))));
     }
-    for (; k < pairs; ++k) {
-      o[2 * k] = ReduceSpaced<2>(s + 4 * k, 2);
-      o[2 * k + 1] = ReduceSpaced<2>(s + 4 * k + 1, 2);
-    }
-  }
+    ReduceChromaRun<2>(s + 4 * k, 4, o + 2 * k, pairs - k);
+  });
   VerticalPass<2>(p, xinterp, dst, lowWidth, lowWidth);
 }
 
-PB_DOWNSCALE_KERNEL(DownscaleChroma4_NEON) {
-  DownscaleChromaStrided<4>("DownscaleChroma4", src, dst, xinterp, width, height, lowWidth,
-                            lowHeight, lowRowFirst, lowRowLast);
-}
-
-PB_DOWNSCALE_KERNEL(DownscaleChroma6_NEON) {
-  DownscaleChromaStrided<6>("DownscaleChroma6", src, dst, xinterp, width, height, lowWidth,
-                            lowHeight, lowRowFirst, lowRowLast);
-}
-
-PB_DOWNSCALE_KERNEL(DownscaleChroma8_NEON) {
-  DownscaleChromaStrided<8>("DownscaleChroma8", src, dst, xinterp, width, height, lowWidth,
-                            lowHeight, lowRowFirst, lowRowLast);
-}
+// Ratios 4, 6, 8: scalar pass 1, vector pass 2.
+PB_DOWNSCALE_CHROMA_STRIDED_KERNEL(4, _NEON)
+PB_DOWNSCALE_CHROMA_STRIDED_KERNEL(6, _NEON)
+PB_DOWNSCALE_CHROMA_STRIDED_KERNEL(8, _NEON)
 
 }  // namespace pb

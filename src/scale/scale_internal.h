@@ -4,6 +4,7 @@
 #ifndef PREVIEWBOKEH_SCALE_SCALE_INTERNAL_H_
 #define PREVIEWBOKEH_SCALE_SCALE_INTERNAL_H_
 
+#include <climits>
 #include <cstddef>
 #include <cstdint>
 
@@ -107,6 +108,69 @@ inline DownscaleRows PlanDownscale(const char *name, int n, const uint8_t *src, 
   return p;
 }
 
+// Pass 1 over every source row the plan's reduced rows read (N per reduced
+// row): row(s, o) gets source row y and xinterp row y.
+template <int N, class RowFn>
+inline void ForEachSourceRow(const DownscaleRows &p, const uint8_t *src, int32_t width,
+                             uint8_t *xinterp, int32_t lowWidth, RowFn row) {
+  for (int32_t y = p.fv * p.first; y <= p.fv * p.last + N - 1; ++y) {
+    row(src + Offset(y, width), xinterp + Offset(y, lowWidth));
+  }
+}
+
+// count luma outputs o[i], each reducing N consecutive bytes from s + fh * i.
+template <int N>
+inline void ReduceLumaRun(const uint8_t *s, int32_t fh, uint8_t *o, int32_t count) {
+  for (int32_t i = 0; i < count; ++i) o[i] = ReduceSpaced<N>(s + fh * i, 1);
+}
+
+// count chroma pairs o[2k], o[2k + 1], each reducing N source pairs (U and V
+// apart) from s + pairStride * k.
+template <int N>
+inline void ReduceChromaRun(const uint8_t *s, int32_t pairStride, uint8_t *o, int32_t count) {
+  for (int32_t k = 0; k < count; ++k) {
+    const uint8_t *c = s + pairStride * k;
+    o[2 * k] = ReduceSpaced<N>(c, 2);
+    o[2 * k + 1] = ReduceSpaced<N>(c + 1, 2);
+  }
+}
+
+// Pass 1 of the chroma members whose pair k reads from byte 2 * fh * k. Rows
+// of odd length keep their last byte untouched; pass 2 covers bytes
+// [0, lowWidth & ~1) and is due only where the returned plan is ok.
+template <int N>
+inline DownscaleRows ChromaStridedPass1(const char *name, const uint8_t *src, const uint8_t *dst,
+                                        uint8_t *xinterp, int32_t width, int32_t height,
+                                        int32_t lowWidth, int32_t lowHeight, int32_t lowRowFirst,
+                                        int32_t lowRowLast) {
+  if (lowWidth < 2) return DownscaleRows{};
+  const DownscaleRows p = PlanDownscale(name, N, src, dst, xinterp, width, height, lowWidth,
+                                        lowHeight, lowRowFirst, lowRowLast);
+  if (!p.ok) return p;
+  ForEachSourceRow<N>(p, src, width, xinterp, lowWidth, [&](const uint8_t *s, uint8_t *o) {
+    ReduceChromaRun<N>(s, 2 * p.fh, o, lowWidth / 2);
+  });
+  return p;
+}
+
+// Defines DownscaleLuma<n><suffix> as a call of this file's
+// DownscaleLumaStrided<n>.
+#define PB_DOWNSCALE_LUMA_STRIDED_KERNEL(n, suffix)                                         \
+  PB_DOWNSCALE_KERNEL(DownscaleLuma##n##suffix) {                                           \
+    DownscaleLumaStrided<n>("DownscaleLuma" #n, src, dst, xinterp, width, height, lowWidth, \
+                            lowHeight, lowRowFirst, lowRowLast);                            \
+  }
+
+// Defines DownscaleChroma<n><suffix>: pass 1 by ChromaStridedPass1<n>, pass 2
+// by this file's VerticalPass<n>.
+#define PB_DOWNSCALE_CHROMA_STRIDED_KERNEL(n, suffix)                                              \
+  PB_DOWNSCALE_KERNEL(DownscaleChroma##n##suffix) {                                                \
+    const ::pb::scale::DownscaleRows p =                                                           \
+        ::pb::scale::ChromaStridedPass1<n>("DownscaleChroma" #n, src, dst, xinterp, width, height, \
+                                           lowWidth, lowHeight, lowRowFirst, lowRowLast);          \
+    if (p.ok) VerticalPass<n>(p, xinterp, dst, lowWidth, lowWidth & ~1);                           \
+  }
+
 // ---------------------------------------------------------------------------
 // Mixing the sharp sample s with the (upscaled) blurred sample b under map
 // weight m and alpha (128 = unity).
@@ -180,6 +244,214 @@ inline ComposeRows PlanCompose(const char *name, int32_t elem, const uint8_t *sr
 inline int32_t FloorTo(int32_t bound, int32_t step) {
   return bound <= 0 ? 0 : bound - bound % step;
 }
+
+// ---------------------------------------------------------------------------
+// Upscale-and-composite rows. Positions count elements: one byte for luma
+// (E = 1), one U,V pair for chroma (E = 2), mixed with the weight of the
+// pair's top-left luma pixel.
+
+// Bytes one vector step of ratio N covers.
+template <int N, int E>
+constexpr int32_t UpscaleStepBytes() {
+  return N == 2 || (N == 8 && E == 2) ? 16 : N == 6 ? 24 : 8;
+}
+
+// Geometry of one upscale-composite call. Elements below `body` are covered
+// by the vector steps (for ratio 6: elements 1..body); the one-at-a-time code
+// interpolates across elements below `plain` only; rows from `flatFrom` on
+// are not interpolated vertically.
+struct UpscalePlan {
+  ComposeRows rows;
+  int32_t elems, lowElems;
+  int32_t stepX, stepY;  // 16.16 steps
+  int32_t body, plain, flatFrom;
+};
+
+template <int N, int E>
+inline UpscalePlan PlanUpscale(const char *name, const uint8_t *src, const uint16_t *weight,
+                               const uint8_t *blurred, const uint8_t *dst, int32_t width,
+                               int32_t height, int32_t lowWidth, int32_t lowHeight,
+                               int32_t rowFirst, int32_t rowLast) {
+  UpscalePlan u{};
+  u.rows = PlanCompose(name, E, src, weight, blurred, dst, width, height, lowWidth, lowHeight,
+                       rowFirst, rowLast);
+  if (!u.rows.ok) return u;
+  u.elems = width / E;
+  u.lowElems = lowWidth / E;
+  u.stepX = Step16(lowWidth, width);
+  u.stepY = Step16(lowHeight, height);
+  const int32_t stepElems = UpscaleStepBytes<N, E>() / E;
+  u.body = Min(FloorTo(u.elems - N, stepElems), FloorTo(N * (u.lowElems - 1), stepElems));
+  u.plain = N == 6 ? Max(u.elems - 5, u.body + 1) : Max(u.elems - N, u.body);
+  const int32_t flatRows = N == 6 ? 5 : N;
+  u.flatFrom = u.rows.last == height - 1 ? height - flatRows : INT32_MAX;
+  return u;
+}
+
+// Low rows r and r1 (the row below, clamped to the image) and vertical
+// sub-position fy of output row y at 16.16 step stepY.
+struct LowRows {
+  int32_t r, r1;
+  uint32_t fy;
+};
+
+inline LowRows LowRowsAt(int32_t stepY, int32_t y, int32_t lowHeight) {
+  const int32_t py = stepY * y;
+  const int32_t r = Min(py >> 16, lowHeight - 1);
+  return LowRows{r, Min(r + 1, lowHeight - 1), static_cast<uint32_t>((py >> 8) & 255)};
+}
+
+// One output row: source, weight and destination rows, low rows r and r1.
+template <int E>
+struct ComposeRow {
+  const uint8_t *s;
+  const uint16_t *m;  // weight of element e at m[e * E]
+  uint8_t *d;
+  const uint8_t *b0;  // low row r
+  const uint8_t *b1;  // low row r1
+};
+
+template <int E>
+inline ComposeRow<E> MakeComposeRow(const uint8_t *src, const uint16_t *weight,
+                                    const uint8_t *blurred, uint8_t *dst, int32_t width,
+                                    int32_t lowWidth, int32_t y, int32_t r, int32_t r1) {
+  return ComposeRow<E>{src + Offset(y, width), weight + Offset(E * y, width),
+                       dst + Offset(y, width), blurred + Offset(r, lowWidth),
+                       blurred + Offset(r1, lowWidth)};
+}
+
+// Ratio 2, elements from..to-1 of a row: the rounded mean of low samples
+// (r, c), (r, c1), (r1, c), (r1, c1) with c = e >> 1; elements from `plain`
+// on use c1 = c. Elements below `body` mix with the vector-lane arithmetic.
+template <int E>
+inline void MidpointElems(ComposeRow<E> row, UpscalePlan u, int32_t from, int32_t to,
+                          uint8_t alpha) {
+  const int32_t lowElems = u.lowElems, body = u.body, plain = u.plain;
+  for (int32_t e = from; e < to; ++e) {
+    const int32_t c = Min(e >> 1, lowElems - 1);
+    const int32_t c1 = e < plain ? Min(c + 1, lowElems - 1) : c;
+    for (int32_t k = 0; k < E; ++k) {
+      const int32_t i = E * c + k;
+      const int32_t i1 = E * c1 + k;
+      const uint32_t b = (row.b0[i] + row.b0[i1] + row.b1[i] + row.b1[i1] + 2u) >> 2;
+      const int32_t x = E * e + k;
+      row.d[x] = e < body ? MixLane(row.s[x], b, row.m[E * e], alpha)
+                          : MixOne<false>(row.s[x], b, row.m[E * e], alpha);
+    }
+  }
+}
+
+// Ratios 4 and 8, elements from..to-1 of a row: bilinear, horizontal first.
+// Elements below `body` take the fixed weights of sub-position e mod N and mix
+// with the vector-lane arithmetic; the others follow the running position and
+// take no interpolation across them from `plain` on. The interpolated sample
+// is limited to 255.
+template <int N, int E>
+inline void BilinearElems(ComposeRow<E> row, UpscalePlan u, LowRows lr, bool vertical, int32_t from,
+                          int32_t to, uint8_t alpha) {
+  const int32_t lowElems = u.lowElems, body = u.body, plain = u.plain, stepX = u.stepX;
+  const uint32_t fy = lr.fy;
+  for (int32_t e = from; e < to; ++e) {
+    int32_t c, c1;
+    uint32_t fx;
+    if (e < body) {
+      c = e / N;
+      c1 = c + 1;
+      fx = 256u * static_cast<uint32_t>(e % N) / N;
+    } else {
+      const int32_t px = stepX * e;
+      c = Min(px >> 16, lowElems - 1);
+      c1 = Min(c + 1, lowElems - 1);
+      fx = e < plain ? (px >> 8) & 255 : 0;
+    }
+    for (int32_t k = 0; k < E; ++k) {
+      const int32_t i = E * c + k;
+      const int32_t i1 = E * c1 + k;
+      const int32_t x = E * e + k;
+      const uint32_t h0 = Blend(256 - fx, row.b0[i], fx, row.b0[i1]);
+      uint32_t b = h0;
+      if (vertical) {
+        const uint32_t h1 = Blend(256 - fx, row.b1[i], fx, row.b1[i1]);
+        b = Min(static_cast<int32_t>(Blend(256 - fy, h0, fy, h1)), 255);
+      }
+      row.d[x] = e < body ? MixLane(row.s[x], b, row.m[E * e], alpha)
+                          : MixOne<true>(row.s[x], b, row.m[E * e], alpha);
+    }
+  }
+}
+
+// Ratio 6, elements from..to-1 of a row. Vertical weights are
+// ((256 - fy) & 255, fy). In vertically interpolated rows, elements 1..body
+// take the fixed 8-bit pattern of sub-positions 1..6 on low elements
+// c = (e - 1) / 6 and c + 1 and mix with the vector-lane arithmetic; the
+// others follow the running position, element 0 and those from `plain` on
+// without interpolation across them. The sample is not limited.
+template <int E>
+inline void Ratio6Elems(ComposeRow<E> row, UpscalePlan u, LowRows lr, bool vertical, int32_t from,
+                        int32_t to, uint8_t alpha) {
+  const int32_t lowElems = u.lowElems, body = u.body, plain = u.plain, stepX = u.stepX;
+  const uint32_t fy = lr.fy;
+  const uint32_t top = (256 - fy) & 255;
+  for (int32_t e = from; e < to; ++e) {
+    const bool lanes = vertical && e >= 1 && e <= body;
+    int32_t c, c1;
+    uint32_t wl, wr;
+    if (lanes) {
+      const int32_t j = (e - 1) % 6;
+      c = (e - 1) / 6;
+      c1 = c + 1;
+      wl = kRatio6Left[j];
+      wr = kRatio6Right[j];
+    } else {
+      const int32_t px = stepX * e;
+      c = Min(px >> 16, lowElems - 1);
+      c1 = Min(c + 1, lowElems - 1);
+      wr = (e >= 1 && e < plain) ? (px >> 8) & 255 : 0;
+      wl = 256 - wr;
+    }
+    for (int32_t k = 0; k < E; ++k) {
+      const int32_t i = E * c + k;
+      const int32_t i1 = E * c1 + k;
+      const int32_t x = E * e + k;
+      const uint32_t h0 = Blend(wl, row.b0[i], wr, row.b0[i1]);
+      uint32_t b = h0;
+      if (vertical) b = Blend(top, h0, fy, Blend(wl, row.b1[i], wr, row.b1[i1]));
+      row.d[x] = lanes ? MixLane(row.s[x], b, row.m[E * e], alpha)
+                       : MixOne<false>(row.s[x], b, row.m[E * e], alpha);
+    }
+  }
+}
+
+// Defines the eight upscale-composite kernels <Plane><N><suffix> from this
+// file's templates Midpoint<E>, Bilinear<N, E> and Ratio6<E>.
+#define PB_UPSCALE_COMPOSE_FORWARD(impl, name)                                                 \
+  impl(name, src, width, height, lowWidth, lowHeight, weight, blurred, dst, rowFirst, rowLast, \
+       alpha)
+#define PB_DEFINE_UPSCALE_COMPOSE_KERNELS(suffix)                          \
+  PB_COMPOSE_KERNEL(UpscaleComposeLuma2##suffix) {                         \
+    PB_UPSCALE_COMPOSE_FORWARD(Midpoint<1>, "UpscaleComposeLuma2");        \
+  }                                                                        \
+  PB_COMPOSE_KERNEL(UpscaleComposeLuma4##suffix) {                         \
+    PB_UPSCALE_COMPOSE_FORWARD((Bilinear<4, 1>), "UpscaleComposeLuma4");   \
+  }                                                                        \
+  PB_COMPOSE_KERNEL(UpscaleComposeLuma6##suffix) {                         \
+    PB_UPSCALE_COMPOSE_FORWARD(Ratio6<1>, "UpscaleComposeLuma6");          \
+  }                                                                        \
+  PB_COMPOSE_KERNEL(UpscaleComposeLuma8##suffix) {                         \
+    PB_UPSCALE_COMPOSE_FORWARD((Bilinear<8, 1>), "UpscaleComposeLuma8");   \
+  }                                                                        \
+  PB_COMPOSE_KERNEL(UpscaleComposeChroma2##suffix) {                       \
+    PB_UPSCALE_COMPOSE_FORWARD(Midpoint<2>, "UpscaleComposeChroma2");      \
+  }                                                                        \
+  PB_COMPOSE_KERNEL(UpscaleComposeChroma4##suffix) {                       \
+    PB_UPSCALE_COMPOSE_FORWARD((Bilinear<4, 2>), "UpscaleComposeChroma4"); \
+  }                                                                        \
+  PB_COMPOSE_KERNEL(UpscaleComposeChroma6##suffix) {                       \
+    PB_UPSCALE_COMPOSE_FORWARD(Ratio6<2>, "UpscaleComposeChroma6");        \
+  }                                                                        \
+  PB_COMPOSE_KERNEL(UpscaleComposeChroma8##suffix) {                       \
+    PB_UPSCALE_COMPOSE_FORWARD((Bilinear<8, 2>), "UpscaleComposeChroma8"); \
+  }
 
 }  // namespace scale
 }  // namespace pb

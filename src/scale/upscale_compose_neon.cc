@@ -3,7 +3,6 @@
 // (E = 1), one U,V pair for chroma (E = 2). The vector steps mix with
 // unsigned 16-bit lane arithmetic; the elements they do not cover are done one
 // at a time with the signed arithmetic of the scalar kernels.
-#include <climits>
 #include <cstring>
 
 #include "scale/compose.h"
@@ -13,15 +12,14 @@
 namespace pb {
 namespace {
 
-using scale::Blend;
-using scale::ComposeRows;
-using scale::FloorTo;
+using scale::ComposeRow;
+using scale::LowRows;
+using scale::LowRowsAt;
+using scale::MakeComposeRow;
 using scale::Max;
 using scale::Min;
-using scale::MixOne;
-using scale::Offset;
-using scale::PlanCompose;
-using scale::Step16;
+using scale::PlanUpscale;
+using scale::UpscalePlan;
 
 // ---------------------------------------------------------------------------
 // Vector helpers.
@@ -94,13 +92,6 @@ inline uint8x8_t Vertical8(uint16x8_t h0, uint16x8_t h1, uint16_t fy) {
   return vrshrn_n_u16(vmlaq_n_u16(vmulq_n_u16(h0, static_cast<uint16_t>(256 - fy)), h1, fy), 8);
 }
 
-// Low rows, position and vertical mode of one output row.
-struct RowPos {
-  int32_t r, r1;
-  uint32_t fy;
-  bool vertical;
-};
-
 // ---------------------------------------------------------------------------
 // Ratio 2: 16 bytes a step from 8 + 1 low bytes of two rows.
 
@@ -138,33 +129,21 @@ template <int E>
 void Midpoint(const char *name, const uint8_t *src, int32_t width, int32_t height, int32_t lowWidth,
               int32_t lowHeight, const uint16_t *weight, const uint8_t *blurred, uint8_t *dst,
               int32_t rowFirst, int32_t rowLast, uint8_t alpha) {
-  const ComposeRows p = PlanCompose(name, E, src, weight, blurred, dst, width, height, lowWidth,
-                                    lowHeight, rowFirst, rowLast);
-  const int32_t elems = width / E;
-  const int32_t lowElems = lowWidth / E;
-  if (!p.ok) return;
-  const int32_t stepElems = 16 / E;
-  const int32_t body = Min(FloorTo(elems - 2, stepElems), FloorTo(2 * (lowElems - 1), stepElems));
-  const int32_t yStart = p.first < p.last ? p.first : Max(p.last - 1, 0);
-  for (int32_t y = yStart; y <= p.last; ++y) {
+  const UpscalePlan u = PlanUpscale<2, E>(name, src, weight, blurred, dst, width, height, lowWidth,
+                                          lowHeight, rowFirst, rowLast);
+  if (!u.rows.ok) return;
+  constexpr int32_t kStepElems = 16 / E;
+  const int32_t body = u.body;
+  const int32_t yStart = u.rows.first < u.rows.last ? u.rows.first : Max(u.rows.last - 1, 0);
+  for (int32_t y = yStart; y <= u.rows.last; ++y) {
     const int32_t r = Min(y >> 1, lowHeight - 1);
     const int32_t r1 = Min(r + 1, lowHeight - 1);
-    const uint8_t *s = src + Offset(y, width);
-    const uint16_t *m = weight + Offset(E * y, width);
-    uint8_t *d = dst + Offset(y, width);
-    const uint8_t *b0 = blurred + Offset(r, lowWidth);
-    const uint8_t *b1 = blurred + Offset(r1, lowWidth);
-    for (int32_t e = 0; e < body; e += stepElems) MidpointStep<E>(s, m, d, b0, b1, e, alpha);
-    for (int32_t e = body; e < elems; ++e) {
-      const int32_t c = Min(e >> 1, lowElems - 1);
-      const int32_t c1 = e < elems - 2 ? Min(c + 1, lowElems - 1) : c;
-      for (int32_t k = 0; k < E; ++k) {
-        const int32_t x = E * e + k;
-        const int32_t u =
-            (b0[E * c + k] + b0[E * c1 + k] + b1[E * c + k] + b1[E * c1 + k] + 2) >> 2;
-        d[x] = MixOne<false>(s[x], u, m[E * e], alpha);
-      }
+    const ComposeRow<E> row =
+        MakeComposeRow<E>(src, weight, blurred, dst, width, lowWidth, y, r, r1);
+    for (int32_t e = 0; e < body; e += kStepElems) {
+      MidpointStep<E>(row.s, row.m, row.d, row.b0, row.b1, e, alpha);
     }
+    scale::MidpointElems<E>(row, u, body, u.elems, alpha);
   }
 }
 
@@ -189,7 +168,7 @@ inline void BilinearWeights(int sub, uint16x8_t *wl, uint16x8_t *wr) {
 // and c + 1 (E = 2, or N = 8) or span c .. c + 2 (E = 1, N = 4).
 template <int N, int E>
 inline void BilinearGroup(const uint8_t *s, const uint16_t *m, uint8_t *d, const uint8_t *b0,
-                          const uint8_t *b1, const RowPos &rp, int32_t e0, uint16x8_t wl,
+                          const uint8_t *b1, uint32_t fy, bool vertical, int32_t e0, uint16x8_t wl,
                           uint16x8_t wr, uint16_t alpha) {
   const int32_t c = e0 / N;
   uint16x8_t l0, r0, l1, r1;
@@ -205,9 +184,8 @@ inline void BilinearGroup(const uint8_t *s, const uint16_t *m, uint8_t *d, const
     r1 = Splat<E>(b1, c + 1);
   }
   const uint16x8_t h0 = Blend8(l0, wl, r0, wr);
-  const uint8x8_t u = rp.vertical
-                          ? Vertical8(h0, Blend8(l1, wl, r1, wr), static_cast<uint16_t>(rp.fy))
-                          : vmovn_u16(h0);
+  const uint8x8_t u =
+      vertical ? Vertical8(h0, Blend8(l1, wl, r1, wr), static_cast<uint16_t>(fy)) : vmovn_u16(h0);
   const int32_t x = E * e0;
   vst1_u8(d + x, Mix8(vld1_u8(s + x), u, Weights8<E>(m, e0), alpha));
 }
@@ -216,54 +194,27 @@ template <int N, int E>
 void Bilinear(const char *name, const uint8_t *src, int32_t width, int32_t height, int32_t lowWidth,
               int32_t lowHeight, const uint16_t *weight, const uint8_t *blurred, uint8_t *dst,
               int32_t rowFirst, int32_t rowLast, uint8_t alpha) {
-  const ComposeRows p = PlanCompose(name, E, src, weight, blurred, dst, width, height, lowWidth,
-                                    lowHeight, rowFirst, rowLast);
-  const int32_t elems = width / E;
-  const int32_t lowElems = lowWidth / E;
-  if (!p.ok) return;
-  const int32_t stepX = Step16(lowWidth, width);
-  const int32_t stepY = Step16(lowHeight, height);
+  const UpscalePlan u = PlanUpscale<N, E>(name, src, weight, blurred, dst, width, height, lowWidth,
+                                          lowHeight, rowFirst, rowLast);
+  if (!u.rows.ok) return;
   constexpr int32_t kGroupElems = 8 / E;  // elements of one 8-byte group
-  constexpr int32_t kStepElems = (N == 8 && E == 2 ? 16 : 8) / E;
-  const int32_t body = Min(FloorTo(elems - N, kStepElems), FloorTo(N * (lowElems - 1), kStepElems));
-  const int32_t plain = Max(elems - N, body);
-  const int32_t flatFrom = p.last == height - 1 ? height - N : INT32_MAX;
+  const int32_t body = u.body;
   // Weights of the groups of a period of N elements.
   constexpr int kGroups = (N * E) / 8 > 0 ? (N * E) / 8 : 1;
   uint16x8_t wl[kGroups], wr[kGroups];
   for (int g = 0; g < kGroups; ++g) BilinearWeights<N, E>(g * kGroupElems, &wl[g], &wr[g]);
 
-  for (int32_t y = p.first; y <= p.last; ++y) {
-    const int32_t py = stepY * y;
-    RowPos rp;
-    rp.r = Min(py >> 16, lowHeight - 1);
-    rp.r1 = Min(rp.r + 1, lowHeight - 1);
-    rp.fy = (py >> 8) & 255;
-    rp.vertical = y < flatFrom;
-    const uint8_t *s = src + Offset(y, width);
-    const uint16_t *m = weight + Offset(E * y, width);
-    uint8_t *d = dst + Offset(y, width);
-    const uint8_t *b0 = blurred + Offset(rp.r, lowWidth);
-    const uint8_t *b1 = blurred + Offset(rp.r1, lowWidth);
+  for (int32_t y = u.rows.first; y <= u.rows.last; ++y) {
+    const LowRows lr = LowRowsAt(u.stepY, y, lowHeight);
+    const bool vertical = y < u.flatFrom;
+    const ComposeRow<E> row =
+        MakeComposeRow<E>(src, weight, blurred, dst, width, lowWidth, y, lr.r, lr.r1);
     for (int32_t e = 0; e < body; e += kGroupElems) {
       const int g = static_cast<int>((e % N) / kGroupElems);
-      BilinearGroup<N, E>(s, m, d, b0, b1, rp, e, wl[g], wr[g], alpha);
+      BilinearGroup<N, E>(row.s, row.m, row.d, row.b0, row.b1, lr.fy, vertical, e, wl[g], wr[g],
+                          alpha);
     }
-    for (int32_t e = body; e < elems; ++e) {
-      const int32_t px = stepX * e;
-      const int32_t c = Min(px >> 16, lowElems - 1);
-      const int32_t c1 = Min(c + 1, lowElems - 1);
-      const uint32_t fx = e < plain ? (px >> 8) & 255 : 0;
-      for (int32_t k = 0; k < E; ++k) {
-        const int32_t x = E * e + k;
-        uint32_t u = Blend(256 - fx, b0[E * c + k], fx, b0[E * c1 + k]);
-        if (rp.vertical) {
-          u = Blend(256 - rp.fy, u, rp.fy, Blend(256 - fx, b1[E * c + k], fx, b1[E * c1 + k]));
-          if (u > 255) u = 255;
-        }
-        d[x] = MixOne<true>(s[x], static_cast<int32_t>(u), m[E * e], alpha);
-      }
-    }
+    scale::BilinearElems<N, E>(row, u, lr, vertical, body, u.elems, alpha);
   }
 }
 
@@ -319,7 +270,7 @@ inline uint16x8_t Ratio6Row(const uint16x8_t *v, const Ratio6Tables<E> &t, int g
 
 template <int E>
 inline void Ratio6Step(const uint8_t *s, const uint16_t *m, uint8_t *d, const uint8_t *b0,
-                       const uint8_t *b1, int32_t lowElems, const RowPos &rp, int32_t e0,
+                       const uint8_t *b1, int32_t lowElems, uint32_t fy, int32_t e0,
                        const Ratio6Tables<E> &t, uint16_t alpha) {
   const int32_t c0 = (e0 - 1) / 6;  // first low element of the step
   // Elements c0..c0 + 4 of both rows (indices past the row, never selected
@@ -330,8 +281,8 @@ inline void Ratio6Step(const uint8_t *s, const uint16_t *m, uint8_t *d, const ui
     v0[i] = Splat<E>(b0, c);
     v1[i] = Splat<E>(b1, c);
   }
-  const uint16x8_t top = vdupq_n_u16(static_cast<uint16_t>((256 - rp.fy) & 255));
-  const uint16x8_t bottom = vdupq_n_u16(static_cast<uint16_t>(rp.fy));
+  const uint16x8_t top = vdupq_n_u16(static_cast<uint16_t>((256 - fy) & 255));
+  const uint16x8_t bottom = vdupq_n_u16(static_cast<uint16_t>(fy));
   const int32_t x = E * e0;
   for (int g = 0; g < 3; ++g) {
     const uint16x8_t h0 = Ratio6Row<E>(v0, t, g);
@@ -347,89 +298,30 @@ template <int E>
 void Ratio6(const char *name, const uint8_t *src, int32_t width, int32_t height, int32_t lowWidth,
             int32_t lowHeight, const uint16_t *weight, const uint8_t *blurred, uint8_t *dst,
             int32_t rowFirst, int32_t rowLast, uint8_t alpha) {
-  const ComposeRows p = PlanCompose(name, E, src, weight, blurred, dst, width, height, lowWidth,
-                                    lowHeight, rowFirst, rowLast);
-  const int32_t elems = width / E;
-  const int32_t lowElems = lowWidth / E;
-  if (!p.ok) return;
-  const int32_t stepX = Step16(lowWidth, width);
-  const int32_t stepY = Step16(lowHeight, height);
-  const int32_t stepElems = 24 / E;
-  const int32_t body = Min(FloorTo(elems - 6, stepElems), FloorTo(6 * (lowElems - 1), stepElems));
-  const int32_t plain = Max(elems - 5, body + 1);
-  const int32_t flatFrom = p.last == height - 1 ? height - 5 : INT32_MAX;
+  const UpscalePlan u = PlanUpscale<6, E>(name, src, weight, blurred, dst, width, height, lowWidth,
+                                          lowHeight, rowFirst, rowLast);
+  if (!u.rows.ok) return;
+  constexpr int32_t kStepElems = 24 / E;
+  const int32_t body = u.body, lowElems = u.lowElems;
   static const Ratio6Tables<E> tables;
-  for (int32_t y = p.first; y <= p.last; ++y) {
-    const int32_t py = stepY * y;
-    RowPos rp;
-    rp.r = Min(py >> 16, lowHeight - 1);
-    rp.r1 = Min(rp.r + 1, lowHeight - 1);
-    rp.fy = (py >> 8) & 255;
-    rp.vertical = y != 0 && y < flatFrom;
-    const uint32_t top = (256 - rp.fy) & 255;
-    const uint8_t *s = src + Offset(y, width);
-    const uint16_t *m = weight + Offset(E * y, width);
-    uint8_t *d = dst + Offset(y, width);
-    const uint8_t *b0 = blurred + Offset(rp.r, lowWidth);
-    const uint8_t *b1 = blurred + Offset(rp.r1, lowWidth);
+  for (int32_t y = u.rows.first; y <= u.rows.last; ++y) {
+    const LowRows lr = LowRowsAt(u.stepY, y, lowHeight);
+    const bool vertical = y != 0 && y < u.flatFrom;
+    const ComposeRow<E> row =
+        MakeComposeRow<E>(src, weight, blurred, dst, width, lowWidth, y, lr.r, lr.r1);
     int32_t e = 0;
-    if (rp.vertical) {
-      for (int32_t k = 0; k < E; ++k) {
-        d[k] =
-            MixOne<false>(s[k], static_cast<int32_t>(Blend(top, b0[k], rp.fy, b1[k])), m[0], alpha);
-      }
-      for (e = 1; e <= body; e += stepElems) {
-        Ratio6Step<E>(s, m, d, b0, b1, lowElems, rp, e, tables, alpha);
+    if (vertical) {  // element 0 one at a time, then steps over elements 1..body
+      scale::Ratio6Elems<E>(row, u, lr, vertical, 0, 1, alpha);
+      for (e = 1; e <= body; e += kStepElems) {
+        Ratio6Step<E>(row.s, row.m, row.d, row.b0, row.b1, lowElems, lr.fy, e, tables, alpha);
       }
     }
-    for (; e < elems; ++e) {
-      const int32_t px = stepX * e;
-      const int32_t c = Min(px >> 16, lowElems - 1);
-      const int32_t c1 = Min(c + 1, lowElems - 1);
-      const uint32_t fx = (e >= 1 && e < plain) ? (px >> 8) & 255 : 0;
-      for (int32_t k = 0; k < E; ++k) {
-        const int32_t x = E * e + k;
-        uint32_t u = Blend(256 - fx, b0[E * c + k], fx, b0[E * c1 + k]);
-        if (rp.vertical) {
-          u = Blend(top, u, rp.fy, Blend(256 - fx, b1[E * c + k], fx, b1[E * c1 + k]));
-        }
-        d[x] = MixOne<false>(s[x], static_cast<int32_t>(u), m[E * e], alpha);
-      }
-    }
+    scale::Ratio6Elems<E>(row, u, lr, vertical, e, u.elems, alpha);
   }
 }
 
 }  // namespace
 
-#define PB_FORWARD_COMPOSE(impl, name)                                                         \
-  impl(name, src, width, height, lowWidth, lowHeight, weight, blurred, dst, rowFirst, rowLast, \
-       alpha)
-
-PB_COMPOSE_KERNEL(UpscaleComposeLuma2_NEON) {
-  PB_FORWARD_COMPOSE(Midpoint<1>, "UpscaleComposeLuma2");
-}
-PB_COMPOSE_KERNEL(UpscaleComposeLuma4_NEON) {
-  PB_FORWARD_COMPOSE((Bilinear<4, 1>), "UpscaleComposeLuma4");
-}
-PB_COMPOSE_KERNEL(UpscaleComposeLuma6_NEON) {
-  PB_FORWARD_COMPOSE(Ratio6<1>, "UpscaleComposeLuma6");
-}
-PB_COMPOSE_KERNEL(UpscaleComposeLuma8_NEON) {
-  PB_FORWARD_COMPOSE((Bilinear<8, 1>), "UpscaleComposeLuma8");
-}
-PB_COMPOSE_KERNEL(UpscaleComposeChroma2_NEON) {
-  PB_FORWARD_COMPOSE(Midpoint<2>, "UpscaleComposeChroma2");
-}
-PB_COMPOSE_KERNEL(UpscaleComposeChroma4_NEON) {
-  PB_FORWARD_COMPOSE((Bilinear<4, 2>), "UpscaleComposeChroma4");
-}
-PB_COMPOSE_KERNEL(UpscaleComposeChroma6_NEON) {
-  PB_FORWARD_COMPOSE(Ratio6<2>, "UpscaleComposeChroma6");
-}
-PB_COMPOSE_KERNEL(UpscaleComposeChroma8_NEON) {
-  PB_FORWARD_COMPOSE((Bilinear<8, 2>), "UpscaleComposeChroma8");
-}
-
-#undef PB_FORWARD_COMPOSE
+PB_DEFINE_UPSCALE_COMPOSE_KERNELS(_NEON)
 
 }  // namespace pb

@@ -61,20 +61,33 @@ inline uint32_t BandDistance(uint32_t v, int32_t low, int32_t high) {
 
 inline int32_t Wrap(uint32_t v) { return static_cast<int32_t>(v); }
 
+// Source steps of one call and the band around the value sampled at the
+// selected point.
+struct Sampling {
+  int32_t xstep, ystep;
+  int32_t low, high;
+};
+
+Sampling PlanSampling(int32_t width, int32_t height, int32_t selX, int32_t selY, int32_t srcWidth,
+                      int32_t srcHeight, const uint8_t *src) {
+  Sampling p;
+  p.xstep = WeightStep(srcWidth, width);
+  p.ystep = WeightStep(srcHeight, height);
+  const uint32_t focus = BilinearSample(
+      src, srcWidth, srcHeight, Wrap(static_cast<uint32_t>(p.xstep) * static_cast<uint32_t>(selX)),
+      Wrap(static_cast<uint32_t>(p.ystep) * static_cast<uint32_t>(selY)));
+  FocusBand(focus, &p.low, &p.high);
+  return p;
+}
+
 }  // namespace
 
 void ComputeWeights_C(int32_t width, int32_t height, int32_t selX, int32_t selY, int32_t first,
                       int32_t last, uint16_t *dst, int32_t srcWidth, int32_t srcHeight,
                       uint8_t bandScale, uint8_t gain, const uint8_t *src) {
-  const int32_t xstep = WeightStep(srcWidth, width);
-  const int32_t ystep = WeightStep(srcHeight, height);
-  const uint32_t focus =
-      BilinearSample(src, srcWidth, srcHeight,
-                     Wrap(static_cast<uint32_t>(xstep) * static_cast<uint32_t>(selX)),
-                     Wrap(static_cast<uint32_t>(ystep) * static_cast<uint32_t>(selY)));
-  int32_t low, high;
-  FocusBand(focus, &low, &high);
+  const Sampling sp = PlanSampling(width, height, selX, selY, srcWidth, srcHeight, src);
   if (first > last || width < 1) return;
+  const int32_t xstep = sp.xstep, ystep = sp.ystep, low = sp.low, high = sp.high;
   const float g = 1024.0f / static_cast<float>(bandScale);
 
   uint32_t sy = static_cast<uint32_t>(ystep) * static_cast<uint32_t>(first);
@@ -202,15 +215,9 @@ void WeightsOfValues(const uint8_t *v, int32_t n, uint8x16_t low, uint8x16_t hig
 void ComputeWeights_NEON(int32_t width, int32_t height, int32_t selX, int32_t selY,
                          int32_t first, int32_t last, uint16_t *dst, int32_t srcWidth,
                          int32_t srcHeight, uint8_t bandScale, uint8_t gain, const uint8_t *src) {
-  const int32_t xstep = WeightStep(srcWidth, width);
-  const int32_t ystep = WeightStep(srcHeight, height);
-  const uint32_t focus =
-      BilinearSample(src, srcWidth, srcHeight,
-                     Wrap(static_cast<uint32_t>(xstep) * static_cast<uint32_t>(selX)),
-                     Wrap(static_cast<uint32_t>(ystep) * static_cast<uint32_t>(selY)));
-  int32_t low, high;
-  FocusBand(focus, &low, &high);
+  const Sampling sp = PlanSampling(width, height, selX, selY, srcWidth, srcHeight, src);
   if (first > last || width < 1) return;
+  const int32_t xstep = sp.xstep, ystep = sp.ystep, low = sp.low, high = sp.high;
 
   // The weight depends on the sampled value only: one table per call.
   const float g = 1024.0f / static_cast<float>(bandScale);
