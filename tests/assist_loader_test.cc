@@ -31,9 +31,9 @@ int RunInChild(int (*body)(const char *), const char *arg) {
 
 // Exit codes: 0 = as expected; others name the first mismatch.
 int InitWithAssist(const char *dir_and_messages) {
-  const std::string spec(dir_and_messages);
-  const std::string dir = spec.substr(0, spec.find('|'));
-  const std::string message = spec.substr(spec.find('|') + 1);
+  const std::string arg(dir_and_messages);
+  const std::string dir = arg.substr(0, arg.find('|'));
+  const std::string message = arg.substr(arg.find('|') + 1);
   if (!dir.empty() && !dlopen((dir + "/libvelkcamalgassist.so").c_str(), RTLD_NOW | RTLD_GLOBAL)) {
     return 2;
   }
