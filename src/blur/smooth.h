@@ -54,9 +54,20 @@ inline size_t SmoothIntermediateBytes(int32_t width, int32_t height, int32_t h) 
   return static_cast<size_t>(width) * static_cast<size_t>(height + 2 * h);
 }
 
-// The implementation in use (vector unless scalar kernels are forced).
+// Smoothing fused with the full-resolution composite (blur/smooth_internal.h):
+// the arguments of SmoothFn, then the weight map, alpha and destination.
+using SmoothComposeFn = void (*)(const uint8_t *input, uint8_t *padded, uint8_t *smoothed,
+                                 int32_t width, int32_t height, const uint16_t *kernel,
+                                 int32_t hradius, int32_t vradius, uint8_t *intermediate,
+                                 int32_t firstRow, int32_t lastRow, const uint16_t *weight,
+                                 uint8_t alpha, uint8_t *dst);
+
+// The implementation in use (vector unless scalar kernels are forced). The
+// fused kernels exist only in vector form: null when scalar kernels are in use.
 SmoothFn SmoothLumaKernel();
 SmoothFn SmoothChromaKernel();
+SmoothComposeFn SmoothComposeLumaKernel();
+SmoothComposeFn SmoothComposeChromaKernel();
 
 }  // namespace pb
 
