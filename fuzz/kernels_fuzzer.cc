@@ -7,7 +7,8 @@
 //
 // Covered: the luma and chroma smoothing, the full-resolution composites and,
 // for every ratio whose kernels are in the table, the downscale and
-// upscale-composite kernels of both planes.
+// upscale-composite kernels of both planes, the weight map and the disparity
+// minimum/maximum.
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -18,6 +19,8 @@
 #include "scale/compose.h"
 #include "scale/downscale.h"
 #include "scale/kernel_table.h"
+#include "weight/disparity_stats.h"
+#include "weight/weight_map.h"
 
 namespace {
 
@@ -218,12 +221,42 @@ void FuzzReduced(Input &in, bool upscale) {
             out_c, out_v, p.width);
 }
 
+// Weight maps scaled up and down from small disparity maps, focus point and
+// rows inside the map, mostly the engine's band scale and gain.
+void FuzzWeights(Input &in) {
+  const int32_t src_width = in.Range(1, 80);
+  const int32_t src_height = in.Range(1, 20);
+  const int32_t width = in.Range(1, in.Range(0, 15) == 0 ? 2100 : 160);
+  const int32_t height = in.Range(1, 24);
+  const int32_t sel_x = in.Range(0, width - 1);
+  const int32_t sel_y = in.Range(0, height - 1);
+  const int32_t first = in.Range(0, height - 1);
+  const int32_t last = in.Range(first, height - 1);
+  const uint8_t band_scale = in.Range(0, 3) ? 50 : static_cast<uint8_t>(in.Range(1, 255));
+  const uint8_t gain = in.Bool() ? 128 : in.Byte();
+  const auto src = Bytes(in, static_cast<size_t>(src_width) * src_height);
+  std::vector<uint16_t> out_c(static_cast<size_t>(width) * height, 0xbeef), out_v(out_c);
+  pb::ComputeWeights_C(width, height, sel_x, sel_y, first, last, out_c.data(), src_width,
+                       src_height, band_scale, gain, src.data());
+  pb::ComputeWeights_NEON(width, height, sel_x, sel_y, first, last, out_v.data(), src_width,
+                          src_height, band_scale, gain, src.data());
+  const long d = FirstDifference(out_c.data(), out_v.data(), out_c.size() * sizeof out_c[0]);
+  if (d >= 0) {
+    Fail("ComputeWeights vector != scalar", d / 2 / width, d / 2 % width, out_c[d / 2]);
+  }
+
+  uint8_t min_c = 0, max_c = 0, min_v = 0, max_v = 0;
+  pb::DisparityMinMax_C(src.data(), static_cast<int32_t>(src.size()), &min_c, &max_c);
+  pb::DisparityMinMax_NEON(src.data(), static_cast<int32_t>(src.size()), &min_v, &max_v);
+  if (min_c != min_v || max_c != max_v) Fail("DisparityMinMax vector != scalar", min_c, max_c);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   pb::hooks::StartLogCapture();  // refused arguments log; keep the output quiet
   Input in(data, size);
-  switch (in.Range(0, 7)) {
+  switch (in.Range(0, 8)) {
     case 0:
       FuzzSmooth(in, false);
       break;
@@ -240,8 +273,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     case 5:
       FuzzReduced(in, false);
       break;
-    default:
+    case 6:
+    case 7:
       FuzzReduced(in, true);
+      break;
+    default:
+      FuzzWeights(in);
       break;
   }
   pb::hooks::StopLogCapture();

@@ -76,8 +76,21 @@ void DisparityHistogramRange(const uint8_t *src, uint16_t hist[256], int32_t n, 
       static_cast<int32_t>(static_cast<uint32_t>(ratio) * static_cast<uint32_t>(n)) / 256;
   PB_LOGD("Hist_th : %d\n", th);
 
-  std::memset(hist, 0, 256 * sizeof hist[0]);
-  for (int32_t i = 0; i < n; ++i) ++hist[src[i]];
+  // Four interleaved counters per bin: smoothed disparity repeats values, and
+  // one counter would serialise on its own increments. The sums keep the
+  // 16-bit counters' wrap-around.
+  uint32_t counts[4][256] = {};
+  int32_t i = 0;
+  for (; i + 4 <= n; i += 4) {
+    ++counts[0][src[i]];
+    ++counts[1][src[i + 1]];
+    ++counts[2][src[i + 2]];
+    ++counts[3][src[i + 3]];
+  }
+  for (; i < n; ++i) ++counts[0][src[i]];
+  for (int32_t j = 0; j < 256; ++j) {
+    hist[j] = static_cast<uint16_t>(counts[0][j] + counts[1][j] + counts[2][j] + counts[3][j]);
+  }
 
   int32_t lo = 255;
   for (int32_t j = 0; j <= 254; ++j) {

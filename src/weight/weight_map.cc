@@ -109,52 +109,58 @@ constexpr int32_t kChunk = 1024;  // output columns handled per pass over the ro
 struct ColumnPlan {
   int32_t x0[kChunk];
   int32_t x1[kChunk];
-  uint8_t ax[kChunk];
-  int32_t paired;  // leading columns with x1 == x0 + 1 (x0 never decreases)
+  uint16_t ax[kChunk];   // weight of the right neighbour, 0..255
+  uint16_t inv[kChunk];  // 256 - ax
+  int32_t paired;        // leading columns with x1 == x0 + 1 (x0 never decreases)
 };
 
-// (a * (256 - f) + b * f + 128) >> 8 for 16 lanes, as a * (255 - f) + a + b * f
-// so that every factor fits 8 bits; the sum is at most 65280.
-inline uint8x16_t Lerp16(uint8x16_t a, uint8x16_t b, uint8x16_t f, uint8x16_t inv) {
-  uint16x8_t lo = vmull_u8(vget_low_u8(b), vget_low_u8(f));
-  lo = vmlal_u8(lo, vget_low_u8(a), vget_low_u8(inv));
-  lo = vaddw_u8(lo, vget_low_u8(a));
-  uint16x8_t hi = vmull_u8(vget_high_u8(b), vget_high_u8(f));
-  hi = vmlal_u8(hi, vget_high_u8(a), vget_high_u8(inv));
-  hi = vaddw_u8(hi, vget_high_u8(a));
-  return vcombine_u8(vrshrn_n_u16(lo, 8), vrshrn_n_u16(hi, 8));
+inline uint32_t Lerp(uint32_t a, uint32_t b, uint32_t f) {
+  return (f * b + (256u - f) * a + 128u) >> 8;
 }
 
-// Horizontal interpolation of one source row at the chunk's n columns. The
-// columns whose right neighbour is the next byte (all but the clamped ones at
-// the right edge) gather both bytes with one two-byte copy.
-void InterpolateRow(const uint8_t *row, const ColumnPlan &plan, int32_t n, uint8_t *out) {
+// (a * inv + b * f + 128) >> 8 with inv = 256 - f, eight lanes of 16 bits:
+// a and b are at most 255, so the sum stays below 65536.
+inline uint16x8_t Lerp8(uint16x8_t a, uint16x8_t b, uint16x8_t f, uint16x8_t inv) {
+  const uint16x8_t sum = vmlaq_u16(vmulq_u16(a, inv), b, f);
+  return vshrq_n_u16(vaddq_u16(sum, vdupq_n_u16(128)), 8);
+}
+
+// The byte at x and its right neighbour as one 16-bit lane, left byte low:
+// one 16-bit load on the little-endian targets.
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "pair loads assume little endian");
+inline uint16_t PairAt(const uint8_t *row, int32_t x) {
+  uint16_t pair;
+  std::memcpy(&pair, row + x, sizeof pair);
+  return pair;
+}
+
+inline uint16x8_t GatherPairs(const uint8_t *row, const int32_t *x0) {
+  uint16x8_t p = vdupq_n_u16(0);
+  p = vsetq_lane_u16(PairAt(row, x0[0]), p, 0);
+  p = vsetq_lane_u16(PairAt(row, x0[1]), p, 1);
+  p = vsetq_lane_u16(PairAt(row, x0[2]), p, 2);
+  p = vsetq_lane_u16(PairAt(row, x0[3]), p, 3);
+  p = vsetq_lane_u16(PairAt(row, x0[4]), p, 4);
+  p = vsetq_lane_u16(PairAt(row, x0[5]), p, 5);
+  p = vsetq_lane_u16(PairAt(row, x0[6]), p, 6);
+  p = vsetq_lane_u16(PairAt(row, x0[7]), p, 7);
+  return p;
+}
+
+// Horizontal interpolation of one source row at the chunk's n columns, one
+// 16-bit value per column. The columns whose right neighbour is the next byte
+// (all but the clamped ones at the right edge) gather both bytes at once.
+void InterpolateRow(const uint8_t *row, const ColumnPlan &plan, int32_t n, uint16_t *out) {
   const int32_t paired = std::min(n, plan.paired);
   int32_t i = 0;
-  for (; i + 16 <= paired; i += 16) {
-    uint8_t pairs[32];
-    for (int32_t j = 0; j < 16; ++j) std::memcpy(pairs + 2 * j, row + plan.x0[i + j], 2);
-    const uint8x16x2_t lr = vld2q_u8(pairs);
-    const uint8x16_t f = vld1q_u8(plan.ax + i);
-    vst1q_u8(out + i, Lerp16(lr.val[0], lr.val[1], f, vmvnq_u8(f)));
+  for (; i + 8 <= paired; i += 8) {
+    const uint16x8_t pairs = GatherPairs(row, plan.x0 + i);
+    const uint16x8_t left = vandq_u16(pairs, vdupq_n_u16(255));
+    const uint16x8_t right = vshrq_n_u16(pairs, 8);
+    vst1q_u16(out + i, Lerp8(left, right, vld1q_u16(plan.ax + i), vld1q_u16(plan.inv + i)));
   }
   for (; i < n; ++i) {
-    const uint32_t f = plan.ax[i];
-    out[i] = static_cast<uint8_t>((f * row[plan.x1[i]] + (256u - f) * row[plan.x0[i]] + 128u) >> 8);
-  }
-}
-
-// Vertical interpolation between two interpolated rows.
-void InterpolateColumns(const uint8_t *top, const uint8_t *bottom, uint32_t ay, int32_t n,
-                        uint8_t *out) {
-  const uint8x16_t f = vdupq_n_u8(static_cast<uint8_t>(ay));
-  const uint8x16_t inv = vdupq_n_u8(static_cast<uint8_t>(255u - ay));
-  int32_t i = 0;
-  for (; i + 16 <= n; i += 16) {
-    vst1q_u8(out + i, Lerp16(vld1q_u8(top + i), vld1q_u8(bottom + i), f, inv));
-  }
-  for (; i < n; ++i) {
-    out[i] = static_cast<uint8_t>((ay * bottom[i] + (256u - ay) * top[i] + 128u) >> 8);
+    out[i] = static_cast<uint16_t>(Lerp(row[plan.x0[i]], row[plan.x1[i]], plan.ax[i]));
   }
 }
 
@@ -186,28 +192,43 @@ DistanceFormula FitDistanceFormula(const uint16_t weightOfDistance[256], float g
   return {false, 0, 0};
 }
 
-// Weights of 16 sampled values by the fitted formula.
-inline void StoreWeights16(uint8x16_t v, uint8x16_t low, uint8x16_t high, const DistanceFormula &f,
-                           uint16_t *out) {
-  const uint8x16_t d = vminq_u8(vorrq_u8(vqsubq_u8(low, v), vqsubq_u8(v, high)), vdupq_n_u8(64));
-  const uint16x8_t limit = vdupq_n_u16(1024);
-  const uint16x8_t dl = vmovl_u8(vget_low_u8(d));
-  const uint16x8_t dh = vmovl_u8(vget_high_u8(d));
-  const uint16x8_t wl = vaddq_u16(vmulq_n_u16(dl, f.a), vshrq_n_u16(vmulq_n_u16(dl, f.m), 8));
-  const uint16x8_t wh = vaddq_u16(vmulq_n_u16(dh, f.a), vshrq_n_u16(vmulq_n_u16(dh, f.m), 8));
-  vst1q_u16(out, vminq_u16(wl, limit));
-  vst1q_u16(out + 8, vminq_u16(wh, limit));
+// Weights of eight sampled values (0..255) by the fitted formula.
+inline uint16x8_t Weights8(uint16x8_t v, uint16x8_t low, uint16x8_t high,
+                           const DistanceFormula &f) {
+  const uint16x8_t beyond = vorrq_u16(vqsubq_u16(low, v), vqsubq_u16(v, high));
+  const uint16x8_t d = vminq_u16(beyond, vdupq_n_u16(64));
+  const uint16x8_t w = vaddq_u16(vmulq_n_u16(d, f.a), vshrq_n_u16(vmulq_n_u16(d, f.m), 8));
+  return vminq_u16(w, vdupq_n_u16(1024));
 }
 
-// Weights of n sampled values: by the formula sixteen at a time when it is
-// exact, the rest from the value table.
-void WeightsOfValues(const uint8_t *v, int32_t n, uint8x16_t low, uint8x16_t high,
-                     const DistanceFormula &f, const uint16_t weightOf[256], uint16_t *out) {
+// What turns one call's sampled values into weights.
+struct RowWeights {
+  DistanceFormula formula;
+  uint16x8_t low, high;
+  uint16_t weightOf[256];
+};
+
+// One output row from two horizontally interpolated rows mixed with ay
+// (bottom unused when ay is 0): by the formula eight at a time when it is
+// exact, the rest through the value table.
+void WeightRow(const uint16_t *top, const uint16_t *bottom, uint32_t ay, int32_t n,
+               const RowWeights &rw, uint16_t *out) {
   int32_t i = 0;
-  if (f.exact) {
-    for (; i + 16 <= n; i += 16) StoreWeights16(vld1q_u8(v + i), low, high, f, out + i);
+  if (rw.formula.exact) {
+    if (ay == 0) {
+      for (; i + 8 <= n; i += 8) {
+        vst1q_u16(out + i, Weights8(vld1q_u16(top + i), rw.low, rw.high, rw.formula));
+      }
+    } else {
+      const uint16x8_t f = vdupq_n_u16(static_cast<uint16_t>(ay));
+      const uint16x8_t inv = vdupq_n_u16(static_cast<uint16_t>(256u - ay));
+      for (; i + 8 <= n; i += 8) {
+        const uint16x8_t v = Lerp8(vld1q_u16(top + i), vld1q_u16(bottom + i), f, inv);
+        vst1q_u16(out + i, Weights8(v, rw.low, rw.high, rw.formula));
+      }
+    }
   }
-  for (; i < n; ++i) out[i] = weightOf[v[i]];
+  for (; i < n; ++i) out[i] = rw.weightOf[ay == 0 ? top[i] : Lerp(top[i], bottom[i], ay)];
 }
 
 }  // namespace
@@ -217,21 +238,22 @@ void ComputeWeights_NEON(int32_t width, int32_t height, int32_t selX, int32_t se
                          int32_t srcHeight, uint8_t bandScale, uint8_t gain, const uint8_t *src) {
   const Sampling sp = PlanSampling(width, height, selX, selY, srcWidth, srcHeight, src);
   if (first > last || width < 1) return;
-  const int32_t xstep = sp.xstep, ystep = sp.ystep, low = sp.low, high = sp.high;
+  const int32_t xstep = sp.xstep, ystep = sp.ystep;
 
   // The weight depends on the sampled value only: one table per call.
   const float g = 1024.0f / static_cast<float>(bandScale);
   uint16_t weightOfDistance[256];
   for (uint32_t d = 0; d < 256; ++d) weightOfDistance[d] = DistanceWeight(d, g, gain);
-  uint16_t weightOf[256];
-  for (uint32_t v = 0; v < 256; ++v) weightOf[v] = weightOfDistance[BandDistance(v, low, high)];
-  const DistanceFormula formula = FitDistanceFormula(weightOfDistance, g);
-  const uint8x16_t lowV = vdupq_n_u8(static_cast<uint8_t>(low));
-  const uint8x16_t highV = vdupq_n_u8(static_cast<uint8_t>(high));
+  RowWeights rw;
+  for (uint32_t v = 0; v < 256; ++v) {
+    rw.weightOf[v] = weightOfDistance[BandDistance(v, sp.low, sp.high)];
+  }
+  rw.formula = FitDistanceFormula(weightOfDistance, g);
+  rw.low = vdupq_n_u16(static_cast<uint16_t>(sp.low));
+  rw.high = vdupq_n_u16(static_cast<uint16_t>(sp.high));
 
   ColumnPlan plan;
-  uint8_t rows[2][kChunk];
-  uint8_t values[kChunk];
+  uint16_t rows[2][kChunk];
   for (int32_t c0 = 0; c0 < width; c0 += kChunk) {
     const int32_t n = std::min(kChunk, width - c0);
     uint32_t sx = static_cast<uint32_t>(xstep) * static_cast<uint32_t>(c0);
@@ -239,7 +261,8 @@ void ComputeWeights_NEON(int32_t width, int32_t height, int32_t selX, int32_t se
       const int32_t px = Wrap(sx);
       plan.x0[i] = px >> 16;
       plan.x1[i] = std::min(plan.x0[i] + 1, srcWidth - 1);
-      plan.ax[i] = static_cast<uint8_t>(px >> 8);
+      plan.ax[i] = static_cast<uint16_t>((px >> 8) & 255);
+      plan.inv[i] = static_cast<uint16_t>(256 - plan.ax[i]);
     }
     plan.paired = 0;
     while (plan.paired < n && plan.x1[plan.paired] == plan.x0[plan.paired] + 1) ++plan.paired;
@@ -247,7 +270,7 @@ void ComputeWeights_NEON(int32_t width, int32_t height, int32_t selX, int32_t se
     // Two cached interpolated source rows: consecutive output rows mostly
     // share them.
     int32_t cached[2] = {-1, -1};
-    auto rowFor = [&](int32_t r, int32_t keep) -> const uint8_t * {
+    auto rowFor = [&](int32_t r, int32_t keep) -> const uint16_t * {
       if (cached[0] == r) return rows[0];
       if (cached[1] == r) return rows[1];
       const int slot = cached[0] == keep ? 1 : 0;
@@ -262,26 +285,9 @@ void ComputeWeights_NEON(int32_t width, int32_t height, int32_t selX, int32_t se
       const int32_t y0 = py >> 16;
       const int32_t y1 = std::min(y0 + 1, srcHeight - 1);
       const uint32_t ay = static_cast<uint32_t>(py >> 8) & 255u;
-      const uint8_t *top = rowFor(y0, y1);
-      uint16_t *out = dst + static_cast<ptrdiff_t>(y) * width + c0;
-      if (ay == 0) {  // the values are the top row's
-        WeightsOfValues(top, n, lowV, highV, formula, weightOf, out);
-        continue;
-      }
-      const uint8_t *bottom = rowFor(y1, y0);
-      int32_t i = 0;
-      if (formula.exact) {
-        const uint8x16_t f = vdupq_n_u8(static_cast<uint8_t>(ay));
-        const uint8x16_t inv = vdupq_n_u8(static_cast<uint8_t>(255u - ay));
-        for (; i + 16 <= n; i += 16) {
-          StoreWeights16(Lerp16(vld1q_u8(top + i), vld1q_u8(bottom + i), f, inv), lowV, highV,
-                         formula, out + i);
-        }
-      }
-      if (i < n) {
-        InterpolateColumns(top + i, bottom + i, ay, n - i, values);
-        WeightsOfValues(values, n - i, lowV, highV, formula, weightOf, out + i);
-      }
+      const uint16_t *top = rowFor(y0, y1);
+      const uint16_t *bottom = ay == 0 ? top : rowFor(y1, y0);
+      WeightRow(top, bottom, ay, n, rw, dst + static_cast<ptrdiff_t>(y) * width + c0);
     }
   }
 }

@@ -38,10 +38,11 @@ void ComputeWeights_C(int32_t width, int32_t height, int32_t selX, int32_t selY,
                       int32_t last, uint16_t *dst, int32_t srcWidth, int32_t srcHeight,
                       uint8_t bandScale, uint8_t gain, const uint8_t *src);
 // Same bytes: horizontal interpolation once per source row and column chunk
-// (two rows cached), vector vertical interpolation per output row, and the
-// weights from a distance-to-weight table built per call with the same float
-// arithmetic, applied sixteen at a time through an integer form that is
-// checked against the whole table first (else looked up one at a time).
+// into 16-bit rows (two rows cached; both neighbours gathered with one load
+// per column), vertical interpolation eight pixels at a time in 16 bits, and
+// the weights from a distance-to-weight table built per call with the same
+// float arithmetic, applied through an integer form that is checked against
+// the whole table first (else looked up one at a time).
 void ComputeWeights_NEON(int32_t width, int32_t height, int32_t selX, int32_t selY,
                          int32_t first, int32_t last, uint16_t *dst, int32_t srcWidth,
                          int32_t srcHeight, uint8_t bandScale, uint8_t gain, const uint8_t *src);
