@@ -10,8 +10,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <functional>
 #include <string>
-#include <vector>
 
 #include "platform/test_hooks.h"
 #include "previewbokeh/bokeh.h"
@@ -20,23 +20,19 @@
 namespace {
 
 // Runs body() in a forked child; the child's exit status is the result.
-int RunInChild(int (*body)(const char *), const char *arg) {
+int RunInChild(const std::function<int()> &body) {
   fflush(nullptr);
   const pid_t pid = fork();
-  if (pid == 0) _exit(body(arg));
+  if (pid == 0) _exit(body());
   int status = 0;
   waitpid(pid, &status, 0);
   return WIFEXITED(status) ? WEXITSTATUS(status) : 100 + WTERMSIG(status);
 }
 
-// Exit codes: 0 = as expected; others name the first mismatch.
-int InitWithAssist(const char *dir_and_messages) {
-  const std::string arg(dir_and_messages);
-  const std::string dir = arg.substr(0, arg.find('|'));
-  const std::string message = arg.substr(arg.find('|') + 1);
-  if (!dir.empty() && !dlopen((dir + "/libvelkcamalgassist.so").c_str(), RTLD_NOW | RTLD_GLOBAL)) {
-    return 2;
-  }
+// Initialises a handle with the assist library of `dir` preloaded. Exit codes:
+// 0 = failed as expected, logging `message`; others name the first mismatch.
+int InitWithAssist(const std::string &dir, const std::string &message) {
+  if (!dlopen((dir + "/libvelkcamalgassist.so").c_str(), RTLD_NOW | RTLD_GLOBAL)) return 2;
   pb::hooks::StartLogCapture();
   BokehInitParams p{};
   p.width = 64;
@@ -58,43 +54,33 @@ int InitWithAssist(const char *dir_and_messages) {
   return 8;
 }
 
+// The copy "-omitN" lacks the Nth entry.
 TEST(AssistLoader, MissingEntriesFailInit) {
-  const struct {
-    int omit;
-    const char *message;
-  } cases[] = {
-      {1, "fail to dlsym GraphicBuffer_new"},
-      {2, "fail to dlsym GraphicBuffer_delete"},
-      {3, "fail to dlsym GraphicBuffer_lock"},
-      {4, "fail to dlsym GraphicBuffer_unlock"},
-      {5, "fail to dlsym GraphicBuffer_getNativeBuffer"},
-  };
-  for (const auto &c : cases) {
-    const std::string arg = std::string(PB_ASSIST_DIR) + "-omit" + std::to_string(c.omit) + "|" +
-                            c.message;
-    EXPECT_EQ(RunInChild(InitWithAssist, arg.c_str()), 0) << c.message;
+  const char *messages[] = {"fail to dlsym GraphicBuffer_new", "fail to dlsym GraphicBuffer_delete",
+                            "fail to dlsym GraphicBuffer_lock", "fail to dlsym GraphicBuffer_unlock",
+                            "fail to dlsym GraphicBuffer_getNativeBuffer"};
+  for (int omit = 1; omit <= 5; ++omit) {
+    const std::string dir = PB_ASSIST_DIR "-omit" + std::to_string(omit), message = messages[omit - 1];
+    EXPECT_EQ(RunInChild([&] { return InitWithAssist(dir, message); }), 0) << message;
   }
 }
 
 // Without any copy loaded the dlopen search decides; when it finds nothing,
-// init logs the open failure and fails.
-int InitWithoutAssist(const char *) {
-  camalg_assist_lib_api_t api{};
-  if (dlopen("libvelkcamalgassist.so", RTLD_NOW | RTLD_NOLOAD)) return 9;  // already there
-  void *probe = dlopen("libvelkcamalgassist.so", RTLD_LAZY);
-  if (probe) {
-    dlclose(probe);
-    return 10;  // the search path provides one: nothing to test here
-  }
-  pb::hooks::StartLogCapture();
-  const int status = velk_load_caa_api(&api);
-  const auto lines = pb::hooks::StopLogCapture();
-  if (status != 1 || lines.size() != 1) return 3;
-  return lines[0].text.rfind("open CAMALG ASSIST API failed.error = ", 0) == 0 ? 0 : 4;
-}
-
+// loading logs the open failure and fails.
 TEST(AssistLoader, MissingLibraryFailsInit) {
-  const int result = RunInChild(InitWithoutAssist, "");
+  const int result = RunInChild([] {
+    if (dlopen("libvelkcamalgassist.so", RTLD_NOW | RTLD_NOLOAD)) return 9;  // already there
+    if (void *probe = dlopen("libvelkcamalgassist.so", RTLD_LAZY)) {
+      dlclose(probe);
+      return 10;  // the search path provides one: nothing to test here
+    }
+    camalg_assist_lib_api_t api{};
+    pb::hooks::StartLogCapture();
+    const int status = velk_load_caa_api(&api);
+    const auto lines = pb::hooks::StopLogCapture();
+    if (status != 1 || lines.size() != 1) return 3;
+    return lines[0].text.rfind("open CAMALG ASSIST API failed.error = ", 0) == 0 ? 0 : 4;
+  });
   if (result == 10) GTEST_SKIP() << "an assist library is on the loader's search path";
   EXPECT_EQ(result, 0);
 }

@@ -1,132 +1,207 @@
-// Whole frames through the public API and the host assist library, compared
-// with a plain single-threaded model of the frame.
+// Whole frames through the public interface: the full-resolution path against
+// a plain single-threaded model, the reduced path against the whole-plane
+// kernels, every frame allocation failing in turn, and disparity to blurred
+// frame through the weight engine.
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <string>
+#include <utility>
 #include <vector>
 
-#include "previewbokeh/bokeh.h"
+#include "api/handle.h"
+#include "blur/smooth.h"
+#include "platform/test_hooks.h"
+#include "previewbokeh/weight.h"
+#include "scale/kernel_table.h"
 #include "simd/dispatch.h"
-#include "support/assist.h"
+#include "support/bokeh.h"
 #include "support/frames.h"
+#include "support/logs.h"
 
 namespace {
+
+using pbtest::Bokeh;
 
 struct Size {
   int width, height;
 };
 
-class Bokeh {
- public:
-  Bokeh(int width, int height) : width_(width), height_(height) {
-    pbtest::Assist();
-    BokehInitParams p{};
-    p.width = width;
-    p.height = height;
-    status_ = iBokehInit(&handle_, &p);
-  }
-  ~Bokeh() {
-    if (status_ == 0) iBokehDeinit(handle_);
-  }
-  int status() const { return status_; }
-
-  // Blurs `src` in place, or into a fresh graphic buffer holding `initial`
-  // (0x5A bytes when null), and returns the destination bytes.
-  std::vector<uint8_t> Blur(const std::vector<uint8_t> &src, const std::vector<uint16_t> &weights,
-                            int f_number, bool in_place,
-                            const std::vector<uint8_t> *initial = nullptr) {
-    pbtest::GraphicFrame a(width_, height_), b(width_, height_);
-    std::memcpy(a.data(), src.data(), a.size());
-    if (initial) {
-      std::memcpy(b.data(), initial->data(), b.size());
-    } else {
-      std::memset(b.data(), 0x5A, b.size());
-    }
-    BokehFrameParams fp{};
-    fp.F_number = f_number;
-    fp.WeightMap = weights.data();
-    EXPECT_EQ(iBokehCreateWeightMap(handle_, &fp), 0);
-    const pbtest::GraphicFrame &dst = in_place ? a : b;
-    EXPECT_EQ(iBokehBlurImage(handle_, a.buffer(), dst.buffer()), 0);
-    return std::vector<uint8_t>(dst.data(), dst.data() + dst.size());
-  }
-
- private:
-  int width_, height_;
-  void *handle_ = nullptr;
-  int status_ = -1;
-};
-
 class FrameModel : public ::testing::TestWithParam<Size> {};
 
+// Successive frames of one handle, out of place with vector and scalar kernels
+// and in place (remainder rows of odd heights keep what the destination held).
+// Apertures with alpha 0 give back the source whatever the weights say.
 TEST_P(FrameModel, MatchesThePlainModel) {
   const auto [width, height] = GetParam();
-  const size_t bytes = static_cast<size_t>(width) * height * 3 / 2;
+  const size_t pixels = static_cast<size_t>(width) * height, bytes = pixels * 3 / 2;
   const auto src = pbtest::RandomBytes(bytes, width * 31 + height);
-  const auto weights =
-      pbtest::RandomWeights(static_cast<size_t>(width) * height, width + height, 1024);
   Bokeh bokeh(width, height);
-  ASSERT_EQ(bokeh.status(), 0);
-  for (bool scalar : {false, true}) {
-    pb::UseScalarKernels(scalar);
-    for (const auto &[f_number, alpha] : {std::pair{1, 128}, std::pair{8, 122}, std::pair{19, 110}}) {
-      std::vector<uint8_t> model(bytes, 0x5A);
-      pbtest::ModelFrame(src.data(), weights.data(), width, height, static_cast<uint8_t>(alpha),
-                         model.data());
-      EXPECT_EQ(bokeh.Blur(src, weights, f_number, false), model)
-          << width << "x" << height << " F" << f_number << (scalar ? " scalar" : " vector");
+  ASSERT_EQ(bokeh.status, 0);
+  const struct {
+    int f_number, alpha, max_weight;
+  } cases[] = {{1, 128, 1024}, {8, 122, 1024}, {19, 110, 1024},
+               {0, 0, 65535},  {20, 0, 65535}, {1000, 0, 65535}};  // level 20, 0, out of range
+  for (const auto &c : cases) {
+    const auto weights = pbtest::RandomWeights(pixels, width + c.f_number, c.max_weight);
+    std::vector<uint8_t> model(bytes, 0x5A), in_place_model = src;
+    pbtest::ModelFrame(src.data(), weights.data(), width, height, c.alpha, model.data());
+    pbtest::ModelFrame(src.data(), weights.data(), width, height, c.alpha, in_place_model.data());
+    SCOPED_TRACE(testing::Message() << width << "x" << height << " F" << c.f_number);
+    for (bool scalar : {false, true}) {
+      pb::UseScalarKernels(scalar);
+      EXPECT_EQ(bokeh.Blur(src, weights, c.f_number, false), model) << "scalar " << scalar;
     }
+    pb::UseScalarKernels(false);
+    // In place the driver blurs from a copy of the source; the kernels are the same.
+    EXPECT_EQ(bokeh.Blur(src, weights, c.f_number, true), in_place_model) << "in place";
   }
-  pb::UseScalarKernels(false);
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, FrameModel,
                          ::testing::Values(Size{1920, 1080}, Size{1002, 101}, Size{16, 12},
-                                           Size{2, 2}, Size{6, 7}, Size{130, 23}));
+                                           Size{2, 2}, Size{6, 7}, Size{130, 23}, Size{64, 38}));
 
-// Remainder rows (odd heights) keep the destination's bytes, which in place
-// are the source's: compare against a destination that starts as the source.
-TEST(Frames, InPlaceEqualsOutOfPlace) {
-  for (const Size s : {Size{1920, 1080}, Size{1002, 101}, Size{16, 12}, Size{64, 38}}) {
-    const size_t bytes = static_cast<size_t>(s.width) * s.height * 3 / 2;
-    const auto src = pbtest::RandomBytes(bytes, 7 + s.width);
-    const auto weights = pbtest::RandomWeights(static_cast<size_t>(s.width) * s.height, 3, 1024);
-    Bokeh bokeh(s.width, s.height);
-    ASSERT_EQ(bokeh.status(), 0);
-    for (int f_number : {1, 12, 0}) {
-      EXPECT_EQ(bokeh.Blur(src, weights, f_number, true),
-                bokeh.Blur(src, weights, f_number, false, &src))
-          << s.width << "x" << s.height << " F" << f_number;
+struct RatioCase {
+  int ratio, width, height;
+};
+
+class ReducedFrames : public ::testing::TestWithParam<RatioCase> {};
+
+// The strips' result, in place or not, equals the scalar kernels run over
+// whole planes on one thread, and the shared reduced image ends the frame
+// holding every row.
+TEST_P(ReducedFrames, MatchesWholePlaneKernels) {
+  const int n = GetParam().ratio, w = GetParam().width, h = GetParam().height;
+  if (!pb::KernelsForRatio(n).downscale_luma) GTEST_SKIP() << "no reduced path";
+  Bokeh bokeh(w, h, std::to_string(n));
+  ASSERT_EQ(bokeh.status, 0);
+  EXPECT_TRUE(pbtest::HasLine(
+      bokeh.log, "sigma:3.666667,SmoothWinSize:11,Scalingratio:" + std::to_string(n) + "\n"));
+  const int lw = w / n, lh = h / n;
+  const size_t luma = static_cast<size_t>(w) * h, low = static_cast<size_t>(lw) * lh;
+  const auto src = pbtest::RandomBytes(luma * 3 / 2, n * 100 + w);
+  const auto weights = pbtest::RandomWeights(luma, n, 1024);
+
+  const pb::BlurWorkState *work = static_cast<pb::BokehHandle *>(bokeh.handle)->work;
+  const pb::RatioKernels &k = pb::KernelsForRatio(n, true);
+  std::vector<uint8_t> reduced(low * 3 / 2 + lw, 0), smoothed(reduced.size(), 0);
+  std::vector<uint8_t> xinterp(luma * 3 / 2, 0), inter(pb::SmoothIntermediateBytes(w, h, 5));
+  std::vector<uint8_t> padded(pb::SmoothChromaPaddedBytes(w, h, 5) + 64);
+  uint8_t *ry = reduced.data(), *ruv = ry + low, *sy = smoothed.data(), *suv = sy + low;
+  k.downscale_luma(src.data(), ry, xinterp.data(), w, h, lw, lh, 0, lh - 1);
+  k.downscale_chroma(src.data() + luma, ruv, xinterp.data() + static_cast<size_t>(lw) * h, w, h / 2,
+                     lw, lh / 2, 0, lh / 2 - 1);
+  pb::SmoothLuma_C(ry, padded.data(), sy, lw, lh, pbtest::kGaussian11, 5, 5, inter.data(), 0,
+                   lh - 1);
+  pb::SmoothChroma_C(ruv, padded.data(), suv, lw, lh / 2, pbtest::kGaussian11, 5, 5, inter.data(),
+                     0, lh / 2 - 1);
+  for (const auto &[f_number, alpha] : {std::pair{1, 128}, std::pair{10, 120}}) {
+    std::vector<uint8_t> model = src;
+    const int crows = (h / 2) / 2;
+    for (int s = 0; s < 2; ++s) {
+      k.compose_luma(src.data(), w, h, lw, lh, weights.data(), sy, model.data(), s * (h / 2),
+                     s * (h / 2) + h / 2 - 1, static_cast<uint8_t>(alpha));
+      k.compose_chroma(src.data() + luma, w, h / 2, lw, lh / 2, weights.data(), suv,
+                       model.data() + luma, s * crows, s * crows + crows - 1,
+                       static_cast<uint8_t>(alpha));
     }
+    SCOPED_TRACE(testing::Message() << "ratio " << n << " F" << f_number);
+    for (bool scalar : {false, true}) {
+      pb::UseScalarKernels(scalar);
+      EXPECT_EQ(bokeh.Blur(src, weights, f_number, false), model) << "scalar " << scalar;
+      EXPECT_EQ(std::memcmp(work->scale_img, ry, low + lw * (lh / 2)), 0) << "reduced image";
+    }
+    pb::UseScalarKernels(false);
+    EXPECT_EQ(bokeh.Blur(src, weights, f_number, true), model) << "in place";
   }
 }
 
-// Apertures whose blur level maps to alpha 0 give back the source in every
-// row a strip covers, in place or not, whatever the weights say.
-TEST(Frames, AlphaZeroReturnsTheSource) {
-  const int width = 130, height = 44;
-  const size_t bytes = static_cast<size_t>(width) * height * 3 / 2;
-  const auto src = pbtest::RandomBytes(bytes, 99);
-  const auto weights = pbtest::RandomWeights(static_cast<size_t>(width) * height, 5, 65535);
+INSTANTIATE_TEST_SUITE_P(Ratios, ReducedFrames,
+                         ::testing::Values(RatioCase{2, 64, 32}, RatioCase{2, 1920, 1080},
+                                           RatioCase{4, 128, 64}, RatioCase{4, 1920, 1080},
+                                           RatioCase{6, 144, 96}, RatioCase{6, 1920, 1080},
+                                           RatioCase{8, 256, 128}, RatioCase{8, 1920, 1080},
+                                           RatioCase{4, 1000, 100}));
+
+// A frame allocates only the pool's job records. When one cannot be
+// allocated its strip runs on the caller's thread and the frame is the same.
+TEST(BokehCalls, EveryFrameAllocationFailingInTurn) {
+  const int width = 96, height = 64;
   Bokeh bokeh(width, height);
-  ASSERT_EQ(bokeh.status(), 0);
-  for (int f_number : {0, 20, 40, -7, 1000}) {
-    for (bool in_place : {false, true}) {
-      EXPECT_EQ(bokeh.Blur(src, weights, f_number, in_place), src)
-          << "F" << f_number << (in_place ? " in place" : "");
-    }
+  ASSERT_EQ(bokeh.status, 0);
+  const auto src = pbtest::RandomBytes(width * height * 3 / 2, 11);
+  const auto weights = pbtest::RandomWeights(width * height, 4, 1024);
+  std::vector<uint8_t> model(src.size(), 0x5A);
+  pbtest::ModelFrame(src.data(), weights.data(), width, height, 128, model.data());
+  const long before = pb::hooks::AllocationCount();
+  bokeh.Blur(src, weights, 2, false);
+  const long per_frame = pb::hooks::AllocationCount() - before;
+  EXPECT_EQ(per_frame, 4) << "a frame allocates one record per strip task";
+  for (long nth = 1; nth <= per_frame; ++nth) {
+    pb::hooks::FailAllocation(nth);
+    const auto out = bokeh.Blur(src, weights, 2, false);
+    pb::hooks::FailAllocation(0);
+    EXPECT_EQ(out, model) << nth;
   }
 }
 
-TEST(Frames, RepeatedFramesAreIdentical) {
-  const int width = 320, height = 240;
-  const size_t bytes = static_cast<size_t>(width) * height * 3 / 2;
-  const auto src = pbtest::RandomBytes(bytes, 1);
-  const auto weights = pbtest::RandomWeights(static_cast<size_t>(width) * height, 2, 1024);
-  Bokeh bokeh(width, height);
-  ASSERT_EQ(bokeh.status(), 0);
-  const auto first = bokeh.Blur(src, weights, 2, false);
-  for (int i = 0; i < 5; ++i) EXPECT_EQ(bokeh.Blur(src, weights, 2, i % 2 == 0), first);
+class DisparityToBokeh : public ::testing::TestWithParam<int> {};
+
+// Weight engine and blur together: the subject at the focus point stays
+// sharp, the far background is blurred.
+TEST_P(DisparityToBokeh, SubjectSharpBackgroundBlurred) {
+  constexpr int kWidth = 320, kHeight = 240, kDw = 80, kDh = 60;  // disparity: a quarter
+  // Far wall at disparity 40; the subject, 200, in map rows [20, 40) x columns [30, 50).
+  constexpr int kX0 = 30, kX1 = 50, kY0 = 20, kY1 = 40;
+  std::vector<uint8_t> disparity(DISPARITY_FRAME_HEADER_BYTES + kDw * kDh, 40);
+  pbtest::SetDisparityHeader(disparity.data(), 2000 << 19, 1 << 18, kDw);  // scale 1600 / kDw
+  for (int y = kY0; y < kY1; ++y) {
+    std::memset(&disparity[DISPARITY_FRAME_HEADER_BYTES + y * kDw + kX0], 200, kX1 - kX0);
+  }
+  WeightInitParams wip{};
+  wip.WeightWidth = kWidth;
+  wip.WeightHeight = kHeight;
+  wip.DisparityWidth = kDw;
+  wip.DisparityHeight = kDh;
+  wip.DisparityWinSize = 5;
+  WeightContext wctx{};
+  ASSERT_EQ(weight_init(&wip, &wctx), 0);
+  WeightProcessParams wpp{};
+  wpp.F_number = 2;
+  wpp.sel_x = 4 * (kX0 + kX1) / 2;
+  wpp.sel_y = 4 * (kY0 + kY1) / 2;
+  wpp.frame = reinterpret_cast<const DisparityFrame *>(disparity.data());
+  std::vector<uint16_t> weights(kWidth * kHeight, 0xFFFF);
+  ASSERT_EQ(weight_async_process(&wpp, &wctx, weights.data()), 0);
+  EXPECT_EQ(weight_deinit(&wctx), 0);
+
+  Bokeh bokeh(kWidth, kHeight, std::to_string(GetParam()));
+  ASSERT_EQ(bokeh.status, 0);
+  const auto in = pbtest::RandomBytes(kWidth * kHeight * 3 / 2, 77);
+  const auto out = bokeh.Blur(in, weights, 2, false);
+  // Inside the subject (clear of the smoothed edge) nothing changes: weight 0.
+  const size_t luma = static_cast<size_t>(kWidth) * kHeight;
+  for (int y = 4 * kY0 + 16; y < 4 * kY1 - 16; ++y) {
+    for (int x = 4 * kX0 + 16; x < 4 * kX1 - 16; ++x) {
+      ASSERT_EQ(weights[y * kWidth + x], 0) << x << "," << y;
+      ASSERT_EQ(out[y * kWidth + x], in[y * kWidth + x]) << x << "," << y;
+      const size_t c = luma + (y / 2) * kWidth + (x & ~1);
+      ASSERT_EQ(out[c], in[c]);
+      ASSERT_EQ(out[c + 1], in[c + 1]);
+    }
+  }
+  // The far wall, away from the subject: strong weights, most pixels changed.
+  int changed = 0, total = 0;
+  for (int y = 0; y < 40; ++y) {
+    for (int x = 0; x < 80; ++x, ++total) {
+      EXPECT_GE(weights[y * kWidth + x], 800) << x << "," << y;
+      changed += out[y * kWidth + x] != in[y * kWidth + x];
+    }
+  }
+  EXPECT_GT(changed, total * 9 / 10);
 }
+
+INSTANTIATE_TEST_SUITE_P(Ratios, DisparityToBokeh, ::testing::Values(1, 4));
 
 }  // namespace

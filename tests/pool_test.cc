@@ -1,15 +1,17 @@
+// The worker pool: threads that could not be started or joined, their exact
+// log lines and statuses, FIFO order, shutdown with jobs still queued.
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <sched.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <climits>
-#include <condition_variable>
 #include <cstring>
+#include <future>
 #include <mutex>
 #include <numeric>
-#include <ostream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -23,7 +25,7 @@ namespace {
 
 ThreadPool *const kUntouched = reinterpret_cast<ThreadPool *>(uintptr_t{0x5a5a});
 
-// Disarms the injected thread failures however a test ends.
+// Disarms the injected failures however a test ends.
 struct HookGuard {
   ~HookGuard() {
     hooks::FailThreadCreate(0, 0);
@@ -41,11 +43,7 @@ std::vector<std::string> CapturedTexts() {
   return texts;
 }
 
-std::string CreateFailure(int error) {
-  return std::string("can't create thread: ") + std::strerror(error) + "\n";
-}
-
-// Jobs that record the order in which they ran, then count as completed.
+// Jobs that record the order and thread they ran on, then count as completed.
 struct Recorder {
   ThreadPool *pool;
   std::mutex mu;
@@ -69,51 +67,52 @@ void *Record(void *arg) {
 
 // Holds every job that enters it until opened.
 struct Gate {
-  std::mutex mu;
-  std::condition_variable cv;
-  int entered = 0;
-  bool open = false;
+  std::atomic<int> entered{0};
+  std::shared_future<void> open;
 };
 void *Hold(void *arg) {
   auto *gate = static_cast<Gate *>(arg);
-  std::unique_lock<std::mutex> lock(gate->mu);
   gate->entered++;
-  gate->cv.notify_all();
-  gate->cv.wait(lock, [gate] { return gate->open; });
+  gate->open.wait();
   return nullptr;
 }
 
-struct CreateCase {
+struct PoolCase {
   const char *name;
   int32_t threads;
-  uint32_t fail_mask;  // threads whose creation fails
+  uint32_t create_fail;  // threads whose creation fails (with `error`)
   int error;
-  int result;
+  int create_result;
   bool single_runner;  // exactly one thread runs, so jobs run in queue order
+  uint32_t join_fail;  // threads whose join fails (ESRCH); ignored for unstarted ones
+  int destroy_result;
 };
 
-void PrintTo(const CreateCase &c, std::ostream *os) { *os << c.name; }
+class PoolLifeCycle : public testing::TestWithParam<PoolCase> {};
 
-class PoolCreateTest : public testing::TestWithParam<CreateCase> {};
-
-TEST_P(PoolCreateTest, StartsWhatItCanAndRunsEveryJob) {
-  const CreateCase &c = GetParam();
+TEST_P(PoolLifeCycle, StartsWhatItCanRunsEveryJobAndReportsJoins) {
+  const PoolCase &c = GetParam();
   HookGuard guard;
-  hooks::FailThreadCreate(c.fail_mask, c.error);
+  hooks::FailThreadCreate(c.create_fail, c.error);
+  hooks::FailThreadJoin(c.join_fail, ESRCH);
   std::vector<std::string> expected_log;
-  for (int32_t i = 0; i < c.threads; ++i)
-    if (c.fail_mask >> i & 1u) expected_log.push_back(CreateFailure(c.error));
-  if (c.result != 0) expected_log.push_back("all LTM thread create failed.\n");
+  for (int32_t i = 0; i < c.threads; ++i) {
+    if (c.create_fail >> i & 1u) {
+      expected_log.push_back(std::string("can't create thread: ") + std::strerror(c.error) + "\n");
+    }
+  }
+  if (c.create_result != 0) expected_log.push_back("all LTM thread create failed.\n");
 
   ThreadPool *pool = kUntouched;
   hooks::StartLogCapture();
-  ASSERT_EQ(PoolCreate(&pool, c.threads), c.result);
+  ASSERT_EQ(PoolCreate(&pool, c.threads), c.create_result);
   EXPECT_EQ(CapturedTexts(), expected_log);
   EXPECT_NE(pool, kUntouched);  // set even when the pool was freed again
-  if (c.result != 0) return;
+  if (c.create_result != 0) return;
 
-  for (int32_t i = 0; i < c.threads; ++i)
-    EXPECT_EQ(pool->thread_creatflag[i], (c.fail_mask >> i & 1u) ? 0 : 1) << i;
+  for (int32_t i = 0; i < c.threads; ++i) {
+    EXPECT_EQ(pool->thread_creatflag[i], (c.create_fail >> i & 1u) ? 0 : 1) << i;
+  }
   constexpr int kJobs = 40;
   Recorder recorder{pool, {}, {}, {}};
   std::vector<RecordJob> jobs(kJobs);
@@ -123,76 +122,43 @@ TEST_P(PoolCreateTest, StartsWhatItCanAndRunsEveryJob) {
     ASSERT_EQ(PoolAddJob(pool, Record, &jobs[i]), 0);
   }
   PoolWaitCompletion(pool, kJobs);
-  std::vector<int> order = recorder.order;
+  std::vector<int> order = recorder.order, queued(kJobs);
   if (!c.single_runner) std::sort(order.begin(), order.end());
-  std::vector<int> queued(kJobs);
   std::iota(queued.begin(), queued.end(), 0);
   EXPECT_EQ(order, queued);
+
+  expected_log.clear();
+  for (int32_t i = 0; i < c.threads; ++i) {
+    if ((c.join_fail & ~c.create_fail) >> i & 1u) {
+      expected_log.push_back(
+          std::string("pthread_join fail: ") + std::strerror(ESRCH) + " , i:" + std::to_string(i) +
+          " , threadid:" + std::to_string(static_cast<int32_t>(pool->threadid[i])) + "\n");
+    }
+  }
   hooks::StartLogCapture();
-  EXPECT_EQ(PoolDestroy(pool), 0);
-  EXPECT_TRUE(CapturedTexts().empty());
+  EXPECT_EQ(PoolDestroy(pool), c.destroy_result);
+  EXPECT_EQ(CapturedTexts(), expected_log);
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Threads, PoolCreateTest,
-    testing::Values(CreateCase{"one", 1, 0, 0, 0, true},
-                    CreateCase{"two", 2, 0, 0, 0, false},
-                    CreateCase{"first_of_two_fails", 2, 0b01, EAGAIN, 0, true},
-                    CreateCase{"three_of_four_fail", 4, 0b1011, EAGAIN, 0, true},
-                    CreateCase{"one_of_four_fails", 4, 0b0100, EINVAL, 0, false},
-                    CreateCase{"both_fail", 2, 0b11, EAGAIN, -1, false},
-                    CreateCase{"zero_threads", 0, 0, 0, -1, false}),
-    [](const testing::TestParamInfo<CreateCase> &info) { return info.param.name; });
-
-TEST(PoolCreate, RefusesCountsOutsideTheArgumentRoomWithoutAllocating) {
-  for (int32_t n : {-1, INT32_MIN, kMaxPoolThreads + 1, INT32_MAX}) {
-    ThreadPool *pool = kUntouched;
-    const long allocations = hooks::AllocationCount();
-    hooks::StartLogCapture();
-    EXPECT_EQ(PoolCreate(&pool, n), -1) << n;
-    EXPECT_EQ(CapturedTexts().size(), 1u) << n;
-    EXPECT_EQ(pool, kUntouched) << n;
-    EXPECT_EQ(hooks::AllocationCount(), allocations) << n;
-  }
-}
-
-TEST(PoolDestroy, ReportsJoinFailuresOfStartedThreadsOnly) {
-  const struct {
-    uint32_t create_fail, join_fail;
-    int result;
-  } cases[] = {{0, 0b10, -1}, {0, 0b11, -1}, {0b01, 0b01, 0}, {0b01, 0b10, -1}};
-  HookGuard guard;
-  for (const auto &c : cases) {
-    hooks::FailThreadCreate(c.create_fail, EAGAIN);
-    hooks::FailThreadJoin(c.join_fail, ESRCH);
-    hooks::StartLogCapture();
-    ThreadPool *pool = nullptr;
-    ASSERT_EQ(PoolCreate(&pool, 2), 0);
-    CapturedTexts();
-    std::vector<std::string> expected;
-    for (int i = 0; i < 2; ++i) {
-      if ((c.join_fail & ~c.create_fail) >> i & 1u) {
-        expected.push_back(std::string("pthread_join fail: ") + std::strerror(ESRCH) +
-                           " , i:" + std::to_string(i) + " , threadid:" +
-                           std::to_string(static_cast<int32_t>(pool->threadid[i])) + "\n");
-      }
-    }
-    hooks::StartLogCapture();
-    EXPECT_EQ(PoolDestroy(pool), c.result);
-    EXPECT_EQ(CapturedTexts(), expected);
-  }
-}
+    Threads, PoolLifeCycle,
+    testing::Values(PoolCase{"one", 1, 0, 0, 0, true, 0, 0},
+                    PoolCase{"two_both_joins_fail", 2, 0, 0, 0, false, 0b11, -1},
+                    PoolCase{"first_of_two_fails", 2, 0b01, EAGAIN, 0, true, 0b01, 0},
+                    PoolCase{"three_of_four_fail", 4, 0b1011, EAGAIN, 0, true, 0b0100, -1},
+                    PoolCase{"one_of_four_fails", 4, 0b0100, EINVAL, 0, false, 0b0010, -1},
+                    PoolCase{"both_fail", 2, 0b11, EAGAIN, -1, false, 0, 0},
+                    PoolCase{"zero_threads", 0, 0, 0, -1, false, 0, 0}),
+    [](const testing::TestParamInfo<PoolCase> &info) { return info.param.name; });
 
 TEST(PoolDestroy, FreesQueuedJobsWithoutRunningThem) {
   for (int32_t threads : {1, 2, 4}) {
     ThreadPool *pool = nullptr;
     ASSERT_EQ(PoolCreate(&pool, threads), 0);
-    Gate gate;
+    std::promise<void> opener;
+    Gate gate{{0}, opener.get_future().share()};
     for (int32_t i = 0; i < threads; ++i) PoolAddJob(pool, Hold, &gate);
-    {
-      std::unique_lock<std::mutex> lock(gate.mu);
-      gate.cv.wait(lock, [&] { return gate.entered == threads; });
-    }
+    while (gate.entered < threads) sched_yield();
     Recorder recorder{pool, {}, {}, {}};
     std::vector<RecordJob> queued(6, RecordJob{&recorder, 0});
     for (RecordJob &job : queued) PoolAddJob(pool, Record, &job);
@@ -205,11 +171,7 @@ TEST(PoolDestroy, FreesQueuedJobsWithoutRunningThem) {
       down = pool->shutdown == 1;
       pthread_mutex_unlock(&pool->queue_lock);
     }
-    {
-      std::lock_guard<std::mutex> lock(gate.mu);
-      gate.open = true;
-    }
-    gate.cv.notify_all();
+    opener.set_value();
     destroyer.join();
     EXPECT_EQ(result, 0) << threads;
     EXPECT_TRUE(recorder.order.empty()) << threads;
@@ -226,7 +188,8 @@ TEST(PoolAddJob, RunsTheJobInlineWhenItsRecordCannotBeAllocated) {
   hooks::StartLogCapture();
   hooks::FailAllocation(1);
   EXPECT_EQ(PoolAddJob(pool, Record, &jobs[0]), 0);
-  EXPECT_EQ(CapturedTexts().size(), 1u);
+  EXPECT_EQ(CapturedTexts(),
+            std::vector<std::string>{"can't alloc pool job, running it on the caller's thread\n"});
   ASSERT_EQ(recorder.order, std::vector<int>{0});  // ran before add job returned
   EXPECT_TRUE(pthread_equal(recorder.threads[0], pthread_self()));
   EXPECT_EQ(PoolAddJob(pool, Record, &jobs[1]), 0);
@@ -235,13 +198,19 @@ TEST(PoolAddJob, RunsTheJobInlineWhenItsRecordCannotBeAllocated) {
   EXPECT_EQ(PoolDestroy(pool), 0);
 }
 
-TEST(PoolGuards, NullArgumentsAndRepeatedDestroyAreRefused) {
+// Refused calls log a line each and change nothing: no allocation, the
+// out-pointer of a refused create untouched, no second destroy.
+TEST(PoolGuards, BadArgumentsAndRepeatedDestroyAreRefused) {
   ThreadPool down{};  // arrays null: a destroy that went further would crash
   down.shutdown = 1;
   EXPECT_EQ(PoolDestroy(&down), -1);
-  ThreadPool *pool = nullptr;
+  ThreadPool *pool = nullptr, *refused = kUntouched;
   ASSERT_EQ(PoolCreate(&pool, 1), 0);
+  const long allocations = hooks::AllocationCount();
   hooks::StartLogCapture();
+  for (int32_t n : {-1, INT32_MIN, kMaxPoolThreads + 1, INT32_MAX}) {
+    EXPECT_EQ(PoolCreate(&refused, n), -1) << n;
+  }
   EXPECT_EQ(PoolDestroy(nullptr), -1);
   EXPECT_EQ(PoolCreate(nullptr, 2), -1);
   EXPECT_EQ(PoolAddJob(nullptr, Record, nullptr), -1);
@@ -249,7 +218,9 @@ TEST(PoolGuards, NullArgumentsAndRepeatedDestroyAreRefused) {
   PoolResetCompletion(nullptr);
   PoolSignalCompletion(nullptr);
   PoolWaitCompletion(nullptr, 4);
-  EXPECT_EQ(CapturedTexts().size(), 7u);
+  EXPECT_EQ(CapturedTexts().size(), 11u);
+  EXPECT_EQ(refused, kUntouched);
+  EXPECT_EQ(hooks::AllocationCount(), allocations);
   EXPECT_EQ(PoolDestroy(pool), 0);
 }
 

@@ -6,10 +6,9 @@
 #include <cstdlib>
 
 namespace pbtest {
-namespace {
 
 template <typename T>
-T Symbol(void *lib, const char *name) {
+static T Symbol(void *lib, const char *name) {
   void *p = dlsym(lib, name);
   if (!p) {
     std::fprintf(stderr, "host assist library lacks %s\n", name);
@@ -18,8 +17,6 @@ T Symbol(void *lib, const char *name) {
   return reinterpret_cast<T>(p);
 }
 
-}  // namespace
-
 const HostAssist &Assist() {
   static const HostAssist assist = [] {
     void *lib = dlopen(PB_ASSIST_DIR "/libvelkcamalgassist.so", RTLD_NOW | RTLD_GLOBAL);
@@ -27,15 +24,13 @@ const HostAssist &Assist() {
       std::fprintf(stderr, "cannot load host assist library: %s\n", dlerror());
       std::abort();
     }
-    HostAssist a{};
-    a.create = Symbol<GraphicBuffer_new_fn>(lib, "GraphicBuffer_new");
-    a.destroy = Symbol<GraphicBuffer_delete_fn>(lib, "GraphicBuffer_delete");
-    a.pointer = Symbol<GraphicBuffer_getPointer_fn>(lib, "GraphicBuffer_getPointer");
-    a.event_count = Symbol<int (*)()>(lib, "HostAssist_eventCount");
-    a.event = Symbol<char (*)(int, void **)>(lib, "HostAssist_event");
-    a.clear_events = Symbol<void (*)()>(lib, "HostAssist_clearEvents");
-    a.lock_count = Symbol<int (*)(void *)>(lib, "HostGraphicBuffer_lockCount");
-    return a;
+    return HostAssist{Symbol<GraphicBuffer_new_fn>(lib, "GraphicBuffer_new"),
+                      Symbol<GraphicBuffer_delete_fn>(lib, "GraphicBuffer_delete"),
+                      Symbol<GraphicBuffer_getPointer_fn>(lib, "GraphicBuffer_getPointer"),
+                      Symbol<int (*)()>(lib, "HostAssist_eventCount"),
+                      Symbol<char (*)(int, void **)>(lib, "HostAssist_event"),
+                      Symbol<void (*)()>(lib, "HostAssist_clearEvents"),
+                      Symbol<int (*)(void *)>(lib, "HostGraphicBuffer_lockCount")};
   }();
   return assist;
 }

@@ -37,34 +37,27 @@ void SetDisparityHeader(uint8_t *frame, int32_t numerator_q19, int32_t denominat
 namespace {
 
 // Smooths a plane of `channels` interleaved channels (1 or 2) with the
-// 11-tap kernel: horizontal pass rounded to 8 bits, then vertical pass.
+// 11-tap kernel: horizontal pass rounded to 8 bits, then vertical pass. The
+// taps sum to 1016, so no pass exceeds 255.
 std::vector<uint8_t> SmoothPlane(const uint8_t *p, int width, int rows, int channels) {
-  const int h = 5;
   const int pixels = width / channels;
-  std::vector<uint8_t> horiz(static_cast<size_t>(width) * rows), out(horiz.size());
-  for (int y = 0; y < rows; ++y) {
-    for (int x = 0; x < width; ++x) {
-      const int c = x % channels, px = x / channels;
-      uint32_t acc = 0;
-      for (int k = -h; k <= h; ++k) {
-        const int sx = std::clamp(px + k, 0, pixels - 1);
-        acc += kGaussian11[h + k] * p[static_cast<size_t>(y) * width + sx * channels + c];
+  auto pass = [&](const uint8_t *in, bool vertical) {
+    std::vector<uint8_t> out(static_cast<size_t>(width) * rows);
+    for (int y = 0; y < rows; ++y) {
+      for (int x = 0; x < width; ++x) {
+        uint32_t acc = 0;
+        for (int k = -5; k <= 5; ++k) {
+          const size_t i = vertical ? static_cast<size_t>(std::clamp(y + k, 0, rows - 1)) * width + x
+                                    : static_cast<size_t>(y) * width + x % channels +
+                                          std::clamp(x / channels + k, 0, pixels - 1) * channels;
+          acc += kGaussian11[5 + k] * in[i];
+        }
+        out[static_cast<size_t>(y) * width + x] = static_cast<uint8_t>((acc + 512) >> 10);
       }
-      horiz[static_cast<size_t>(y) * width + x] = static_cast<uint8_t>((acc + 512) >> 10);
     }
-  }
-  for (int y = 0; y < rows; ++y) {
-    for (int x = 0; x < width; ++x) {
-      uint32_t acc = 0;
-      for (int k = -h; k <= h; ++k) {
-        const int sy = std::clamp(y + k, 0, rows - 1);
-        acc += kGaussian11[h + k] * horiz[static_cast<size_t>(sy) * width + x];
-      }
-      out[static_cast<size_t>(y) * width + x] =
-          static_cast<uint8_t>(std::min<uint32_t>(255, (acc + 512) >> 10));
-    }
-  }
-  return out;
+    return out;
+  };
+  return pass(pass(p, false).data(), true);
 }
 
 uint8_t Mix(uint8_t s, uint8_t b, uint16_t m, uint8_t alpha) {
@@ -81,20 +74,13 @@ void ModelFrame(const uint8_t *src, const uint16_t *weights, int width, int heig
   const std::vector<uint8_t> by = SmoothPlane(src, width, height, 1);
   const int crows = height / 2;
   const std::vector<uint8_t> buv = SmoothPlane(src + luma, width, crows, 2);
-  const int luma_rows = (height / 2) * 2;   // two strips of height / 2 rows
-  const int chroma_rows = (crows / 2) * 2;  // two strips of (height / 2) / 2 rows
-  for (int y = 0; y < luma_rows; ++y) {
-    for (int x = 0; x < width; ++x) {
-      const size_t i = static_cast<size_t>(y) * width + x;
-      dst[i] = Mix(src[i], by[i], weights[i], alpha);
-    }
-  }
-  for (int y = 0; y < chroma_rows; ++y) {
-    for (int x = 0; x < width; ++x) {
-      const size_t i = static_cast<size_t>(y) * width + x;
-      const uint16_t m = weights[static_cast<size_t>(2 * y) * width + (x & ~1)];
-      dst[luma + i] = Mix(src[luma + i], buv[i], m, alpha);
-    }
+  // Two strips of height / 2 luma rows and of (height / 2) / 2 chroma rows.
+  const size_t luma_end = static_cast<size_t>(height / 2) * 2 * width;
+  const size_t chroma_end = static_cast<size_t>(crows / 2) * 2 * width;
+  for (size_t i = 0; i < luma_end; ++i) dst[i] = Mix(src[i], by[i], weights[i], alpha);
+  for (size_t i = 0; i < chroma_end; ++i) {
+    const uint16_t m = weights[(i / width) * 2 * width + ((i % width) & ~size_t{1})];
+    dst[luma + i] = Mix(src[luma + i], buv[i], m, alpha);
   }
 }
 

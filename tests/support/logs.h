@@ -12,9 +12,7 @@ namespace pbtest {
 class LogCapture {
  public:
   LogCapture() { pb::hooks::StartLogCapture(); }
-  ~LogCapture() {
-    if (!taken_) pb::hooks::StopLogCapture();
-  }
+  ~LogCapture() { if (!taken_) pb::hooks::StopLogCapture(); }
   // Ends the capture; returns the lines recorded.
   std::vector<pb::hooks::LogLine> Take() {
     taken_ = true;

@@ -1,19 +1,17 @@
 // Unit tests of the command-line tool's own code: image files, colour
 // conversion, disparity frames, the weight colour ramp, timing statistics and
-// dump names. Option handling, input loading and the demo scene are exercised
-// through the process tests.
+// dump names. Option handling, input loading, chroma-order swapping and the
+// demo scene are exercised through the process tests.
 #include <gtest/gtest.h>
-
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "cli.h"
 #include "console.h"
 #include "disparity.h"
 #include "dumps.h"
@@ -26,23 +24,6 @@ namespace fs = std::filesystem;
 using namespace pbtool;
 
 namespace {
-
-// A fresh directory under the system temp dir, removed at the end.
-class TempDir {
- public:
-  TempDir() {
-    std::string pattern = (fs::temp_directory_path() / "pbtool_unit_XXXXXX").string();
-    path_ = mkdtemp(pattern.data()) ? pattern : "";
-  }
-  ~TempDir() {
-    std::error_code ec;
-    fs::remove_all(path_, ec);
-  }
-  std::string operator/(const std::string &name) const { return (fs::path(path_) / name).string(); }
-
- private:
-  std::string path_;
-};
 
 // Runs `fn` and returns the InputError message ("" when none was thrown).
 std::string InputErrorOf(const std::function<void()> &fn) {
@@ -60,28 +41,32 @@ Image Noise(int w, int h, int channels, unsigned seed) {
   return img;
 }
 
-Image Solid(int w, int h, uint8_t r, uint8_t g, uint8_t b) {
+Image Solid(int w, int h, const uint8_t rgb[3]) {
   Image img(w, h, 3);
-  for (size_t i = 0; i < img.pixels.size(); i += 3) img.pixels[i] = r, img.pixels[i + 1] = g, img.pixels[i + 2] = b;
+  for (size_t i = 0; i < img.pixels.size(); ++i) img.pixels[i] = rgb[i % 3];
   return img;
 }
 
 // PNG is lossless for grey and colour; JPEG keeps smooth content within a few
-// levels; a grey PNG read as colour repeats the grey in every channel.
-TEST(ImageFiles, RoundTrips) {
-  TempDir dir;
+// levels; a grey PNG read as colour repeats the grey in every channel. Bad
+// files give an InputError naming the file and the problem.
+TEST(ImageFiles, RoundTripsAndBadFiles) {
+  std::string dir = (fs::temp_directory_path() / "pbtool_unit_XXXXXX").string();
+  ASSERT_NE(mkdtemp(dir.data()), nullptr);
+  const std::shared_ptr<void> cleanup(nullptr, [&](void *) { std::error_code ec; fs::remove_all(dir, ec); });
+  auto path = [&](const std::string &name) { return dir + "/" + name; };
   for (const char *ext : {".png", ".jpg"}) {
     for (int channels : {1, 3}) {
       SCOPED_TRACE(std::string(ext) + " " + std::to_string(channels));
       const bool png = ext[1] == 'p';
       Image img = Noise(png ? 17 : 32, png ? 5 : 24, channels, 7u + channels);
-      if (!png) {
-        for (int y = 0; y < img.height; ++y)
-          for (int x = 0; x < img.width * channels; ++x)
-            img.Row(y)[x] = static_cast<uint8_t>(40 + 4 * (x / channels) + 2 * y + 10 * (x % channels));
+      for (int y = 0; !png && y < img.height; ++y) {
+        for (int x = 0; x < img.width * channels; ++x) {
+          img.Row(y)[x] = static_cast<uint8_t>(40 + 4 * (x / channels) + 2 * y + 10 * (x % channels));
+        }
       }
-      WriteImage(dir / (std::string("a") + ext), img);
-      const Image back = ReadImage(dir / (std::string("a") + ext), channels);
+      WriteImage(path(std::string("a") + ext), img);
+      const Image back = ReadImage(path(std::string("a") + ext), channels);
       ASSERT_EQ(back.width, img.width);
       ASSERT_EQ(back.pixels.size(), img.pixels.size());
       int worst = 0;
@@ -90,93 +75,72 @@ TEST(ImageFiles, RoundTrips) {
     }
   }
   const Image grey = Noise(9, 4, 1, 3);
-  WritePng(dir / "g.png", grey);
-  const Image rgb = ReadImage(dir / "g.png", 3);
+  WritePng(path("g.png"), grey);
+  const Image rgb = ReadImage(path("g.png"), 3);
   for (size_t i = 0; i < grey.pixels.size(); ++i) {
     EXPECT_EQ(rgb.pixels[3 * i], grey.pixels[i]);
     EXPECT_EQ(rgb.pixels[3 * i + 2], grey.pixels[i]);
   }
-}
 
-TEST(ImageFiles, BadFilesNameTheFileAndTheProblem) {
-  TempDir dir;
-  WritePng(dir / "colour.png", Solid(4, 4, 200, 10, 10));
-  const std::vector<uint8_t> png = ReadFileBytes(dir / "colour.png");
-  WriteFileBytes(dir / "truncated.png", png.data(), png.size() / 2);
-  WriteImage(dir / "noise.jpg", Noise(64, 64, 3, 9));
-  const std::vector<uint8_t> jpg = ReadFileBytes(dir / "noise.jpg");
-  WriteFileBytes(dir / "truncated.jpg", jpg.data(), jpg.size() / 2);
-  WriteFileBytes(dir / "text.png", "hello", 5);
-  WriteFileBytes(dir / "empty.png", "", 0);
+  // Truncated files: a PNG cut inside its header and inside its data, a noisy JPEG inside its data.
+  WriteImage(path("noise.jpg"), Noise(64, 64, 3, 9));
+  const std::vector<uint8_t> png = ReadFileBytes(path("a.png")), jpg = ReadFileBytes(path("noise.jpg"));
+  WriteFileBytes(path("head.png"), png.data(), 36);
+  WriteFileBytes(path("truncated.png"), png.data(), png.size() / 2);
+  WriteFileBytes(path("truncated.jpg"), jpg.data(), jpg.size() / 2);
+  WriteFileBytes(path("text.png"), "hello", 5);
+  WriteFileBytes(path("empty.png"), "", 0);
   const struct {
     std::string file;
     int channels;
     const char *problem;
   } cases[] = {
-      {"missing.png", 3, "cannot open"},     {"colour.png", 1, "greyscale"},
-      {"truncated.png", 3, "PNG"},           {"truncated.jpg", 3, "JPEG"},
-      {"text.png", 3, "not a PNG or JPEG"}, {"empty.png", 3, "not a PNG or JPEG"},
+      {"missing.png", 3, "cannot open"},     {"a.png", 1, "greyscale"},
+      {"head.png", 3, "not a readable PNG"}, {"truncated.png", 3, "damaged PNG"},
+      {"truncated.jpg", 3, "JPEG"},          {"text.png", 3, "not a PNG or JPEG"},
+      {"empty.png", 3, "not a PNG or JPEG"},
   };
   for (const auto &c : cases) {
-    const std::string message = InputErrorOf([&] { ReadImage(dir / c.file, c.channels); });
+    const std::string message = InputErrorOf([&] { ReadImage(path(c.file), c.channels); });
     EXPECT_NE(message.find(c.file), std::string::npos) << message;
     EXPECT_NE(message.find(c.problem), std::string::npos) << message;
   }
-  EXPECT_NE(InputErrorOf([&] { WritePng(dir / "no/such/dir/a.png", Solid(2, 2, 1, 2, 3)); }), "");
+  EXPECT_NE(InputErrorOf([&] { WritePng(path("no/such/dir/a.png"), grey); }), "");
 }
 
-TEST(Yuv, SolidColoursSurviveTheRoundTrip) {
-  const struct {
-    uint8_t r, g, b;
-  } colours[] = {{255, 0, 0}, {0, 255, 0}, {0, 0, 255}, {128, 128, 128}, {250, 200, 30}, {0, 0, 0}};
+// Solid colours survive the round trip in both chroma orders. Red is high in
+// V (Cr): NV21 stores V first, NV12 U first. Grey has neutral chroma throughout.
+TEST(Yuv, SolidColoursRoundTripInEitherChromaOrder) {
+  const uint8_t colours[][3] = {{255, 0, 0}, {0, 255, 0}, {0, 0, 255}, {128, 128, 128}, {250, 200, 30}, {0, 0, 0}};
   for (YuvFormat format : {YuvFormat::kNV21, YuvFormat::kNV12}) {
     for (const auto &c : colours) {
-      SCOPED_TRACE(::testing::Message() << FormatName(format) << " " << +c.r << "," << +c.g << "," << +c.b);
-      const Image back = YuvToRgb(RgbToYuv(Solid(16, 8, c.r, c.g, c.b), format), format);
-      EXPECT_NEAR(back.pixels[0], c.r, 6);
-      EXPECT_NEAR(back.pixels[1], c.g, 6);
-      EXPECT_NEAR(back.pixels[2], c.b, 6);
+      SCOPED_TRACE(::testing::Message() << FormatName(format) << " " << +c[0] << "," << +c[1] << "," << +c[2]);
+      const Image back = YuvToRgb(RgbToYuv(Solid(16, 8, c), format), format);
+      for (int k = 0; k < 3; ++k) EXPECT_NEAR(back.pixels[k], c[k], 6);
     }
+    const YuvFrame red = RgbToYuv(Solid(8, 8, colours[0]), format);
+    const int v = format == YuvFormat::kNV21 ? 0 : 1;
+    EXPECT_GT(red.Chroma()[v], 200);
+    EXPECT_LT(red.Chroma()[1 - v], 128);
   }
-  const YuvFrame grey = RgbToYuv(Solid(8, 8, 90, 90, 90), YuvFormat::kNV21);
-  for (size_t i = 64; i < grey.data.size(); ++i) EXPECT_EQ(grey.data[i], 128);
-}
-
-// Red is high in V (Cr): NV21 stores V first, NV12 U first, and swapping turns
-// one into the other.
-TEST(Yuv, ChromaOrder) {
-  const YuvFrame red = RgbToYuv(Solid(8, 8, 255, 0, 0), YuvFormat::kNV21);
-  EXPECT_GT(red.Chroma()[0], 200);
-  EXPECT_LT(red.Chroma()[1], 128);
-  const Image img = Noise(24, 10, 3, 11);
-  YuvFrame nv21 = RgbToYuv(img, YuvFormat::kNV21);
-  SwapChromaOrder(&nv21);
-  EXPECT_EQ(nv21.data, RgbToYuv(img, YuvFormat::kNV12).data);
+  const YuvFrame grey = RgbToYuv(Solid(8, 8, colours[3]), YuvFormat::kNV21);
+  EXPECT_EQ(std::count(grey.data.begin() + 64, grey.data.end(), 128), 32);
 }
 
 TEST(DisparityFrames, HeaderFieldsSitAtTheirByteOffsets) {
   DisparityMap map;
-  map.header.scale_numerator_q19 = 0x11223344;
-  map.header.scale_denominator_q19 = -2;
-  map.header.ref_width = 0x0506;
-  map.header.width = 3;
-  map.header.height = 2;
+  map.header = {0x11223344, -2, 0x0506, 3, 2};
   map.samples = Image(3, 2, 1);
   map.samples.pixels = {1, 2, 3, 4, 5, 6};
   const std::vector<uint8_t> frame = BuildDisparityFrame(map);
-  ASSERT_EQ(frame.size(), 68u + 6u);
   std::vector<uint8_t> expected(68, 0);
   const uint8_t fields[][2] = {{16, 0x44}, {17, 0x33}, {18, 0x22}, {19, 0x11}, {20, 0xFE}, {21, 0xFF},
                                {22, 0xFF}, {23, 0xFF}, {60, 0x06}, {61, 0x05}, {64, 3},    {66, 2}};
   for (const auto &f : fields) expected[f[0]] = f[1];
-  EXPECT_TRUE(std::equal(expected.begin(), expected.end(), frame.begin()));
-  EXPECT_EQ(std::vector<uint8_t>(frame.begin() + 68, frame.end()), map.samples.pixels);
-
-  const DisparityMap back = ParseDisparityFrame(frame, "f");
-  EXPECT_EQ(back.header.scale_numerator_q19, 0x11223344);
-  EXPECT_EQ(back.header.scale_denominator_q19, -2);
-  EXPECT_EQ(back.header.ref_width, 0x0506);
-  EXPECT_EQ(back.samples.pixels, map.samples.pixels);
+  expected.insert(expected.end(), {1, 2, 3, 4, 5, 6});
+  EXPECT_EQ(frame, expected);
+  // Parsing reads every field back from the same offsets.
+  EXPECT_EQ(BuildDisparityFrame(ParseDisparityFrame(frame, "f")), frame);
 
   std::vector<uint8_t> longer = frame, shorter(frame.begin(), frame.end() - 1), zero_width = frame;
   longer.push_back(0);
@@ -190,8 +154,7 @@ TEST(DisparityFrames, Q19Conversion) {
   const struct {
     double value;
     int32_t q19;
-  } cases[] = {{1.0, 524288}, {0.5, 262144}, {-0.5, -262144}, {2000.0, 1048576000}, {0.0, 0},
-               {4095.0, 2146959360}};
+  } cases[] = {{1.0, 524288}, {0.5, 262144}, {-0.5, -262144}, {2000.0, 1048576000}, {0.0, 0}, {4095.0, 2146959360}};
   for (const auto &c : cases) EXPECT_EQ(ToQ19(c.value, "--scale-num"), c.q19) << c.value;
   for (double bad : {4096.0, -4096.5, 1e300}) {
     EXPECT_NE(InputErrorOf([&] { ToQ19(bad, "--scale-num"); }).find("--scale-num"), std::string::npos);
@@ -200,9 +163,8 @@ TEST(DisparityFrames, Q19Conversion) {
 
 TEST(Pictures, WeightColourRampEndsAndClamps) {
   const uint16_t weights[] = {0, 512, 1024, 5000};
-  const Image img = ColourMapWeights(weights, {4, 1});
-  const uint8_t expected[] = {68, 1, 84, 33, 145, 140, 253, 231, 37, 253, 231, 37};
-  EXPECT_EQ(img.pixels, std::vector<uint8_t>(expected, expected + 12));
+  EXPECT_EQ(ColourMapWeights(weights, {4, 1}).pixels,
+            (std::vector<uint8_t>{68, 1, 84, 33, 145, 140, 253, 231, 37, 253, 231, 37}));
 }
 
 TEST(Statistics, PercentilesByNearestRank) {
@@ -228,29 +190,23 @@ TEST(Statistics, PercentilesByNearestRank) {
 
 TEST(Dumps, FileNames) {
   const struct {
-    const char *file;
-    bool ok;
-    const char *name;
+    const char *file, *name;
     int w, h;
     const char *stamp;
   } cases[] = {
-      {"imagein_1920x1080_20210719112539.img", true, "imagein", 1920, 1080, "20210719112539"},
-      {"weight_in_64x48_1.img", true, "weight_in", 64, 48, "1"},
-      {"imageout_8x8_.img", true, "imageout", 8, 8, ""},
-      {"imagein_1920x1080.img", false, "", 0, 0, ""},
-      {"imagein_axb_1.img", false, "", 0, 0, ""},
-      {"imagein_10x10_1.raw", false, "", 0, 0, ""},
-      {"_10x10_1.img", false, "", 0, 0, ""},
+      {"imagein_1920x1080_20210719112539.img", "imagein", 1920, 1080, "20210719112539"},
+      {"weight_in_64x48_1.img", "weight_in", 64, 48, "1"},
+      {"imageout_8x8_.img", "imageout", 8, 8, ""},
   };
+  DumpName n;
   for (const auto &c : cases) {
-    SCOPED_TRACE(c.file);
-    DumpName n;
-    ASSERT_EQ(ParseDumpName(c.file, &n), c.ok);
-    if (!c.ok) continue;
+    ASSERT_TRUE(ParseDumpName(c.file, &n)) << c.file;
     EXPECT_EQ(n.name, c.name);
-    EXPECT_EQ(n.size.width, c.w);
-    EXPECT_EQ(n.size.height, c.h);
+    EXPECT_EQ(n.size, (Size{c.w, c.h}));
     EXPECT_EQ(n.stamp, c.stamp);
+  }
+  for (const char *bad : {"imagein_1920x1080.img", "imagein_axb_1.img", "imagein_10x10_1.raw", "_10x10_1.img"}) {
+    EXPECT_FALSE(ParseDumpName(bad, &n)) << bad;
   }
 }
 
