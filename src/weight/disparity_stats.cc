@@ -1,7 +1,5 @@
 #include "weight/disparity_stats.h"
 
-#include <cstring>
-
 #include "platform/log.h"
 #include "simd/dispatch.h"
 #include "simd/neon.h"
