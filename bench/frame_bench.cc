@@ -10,7 +10,6 @@
 // frame; the last benchmark, FrameSummary, prints frame/floor and
 // vector/scalar ratios of the runs made before it in the same process.
 #include <benchmark/benchmark.h>
-#include <dlfcn.h>
 #include <sys/resource.h>
 
 #include <algorithm>
@@ -26,39 +25,16 @@
 #include <utility>
 #include <vector>
 
+#include "host_assist_client.h"
 #include "platform/property.h"
 #include "platform/test_hooks.h"
 #include "pool/thread_pool.h"
 #include "previewbokeh/bokeh.h"
-#include "previewbokeh/camalg_assist.h"
 #include "simd/dispatch.h"
 
 namespace {
 
-struct HostAssist {
-  GraphicBuffer_new_fn create;
-  GraphicBuffer_delete_fn destroy;
-  GraphicBuffer_getPointer_fn pointer;
-};
-
-// Loaded with global symbols, so that the library's own dlopen of the assist
-// library by name finds this copy.
-const HostAssist &Assist() {
-  static const HostAssist assist = [] {
-    void *lib = dlopen(PB_ASSIST_DIR "/libvelkcamalgassist.so", RTLD_NOW | RTLD_GLOBAL);
-    if (!lib) {
-      std::fprintf(stderr, "cannot load the host assist library: %s\n", dlerror());
-      std::abort();
-    }
-    HostAssist a{};
-    a.create = reinterpret_cast<GraphicBuffer_new_fn>(dlsym(lib, "GraphicBuffer_new"));
-    a.destroy = reinterpret_cast<GraphicBuffer_delete_fn>(dlsym(lib, "GraphicBuffer_delete"));
-    a.pointer = reinterpret_cast<GraphicBuffer_getPointer_fn>(dlsym(lib, "GraphicBuffer_getPointer"));
-    if (!a.create || !a.destroy || !a.pointer) std::abort();
-    return a;
-  }();
-  return assist;
-}
+using pbassist::Assist;
 
 // Source and destination graphic buffers and a weight map of one frame size,
 // made once per process and shared by every benchmark of that size.

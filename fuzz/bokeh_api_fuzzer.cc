@@ -10,68 +10,39 @@
 //     with the vector kernels;
 //   - iBokehDeinit releases everything (live allocation count back where it
 //     started, for failed inits too).
-#include <dlfcn.h>
-
 #include <climits>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
 
 #include "fuzz_support.h"
+#include "host_assist_client.h"
 #include "platform/property.h"
 #include "platform/test_hooks.h"
 #include "previewbokeh/bokeh.h"
-#include "previewbokeh/camalg_assist.h"
 #include "simd/dispatch.h"
 
 namespace {
 
+using pbassist::Assist;
 using pbfuzz::Fail;
 using pbfuzz::Input;
-
-// The host assist library, loaded once with global symbols so that the
-// library's own dlopen of it by name finds this copy.
-struct Assist {
-  GraphicBuffer_new_fn create;
-  GraphicBuffer_delete_fn destroy;
-  GraphicBuffer_getPointer_fn pointer;
-  int (*lock_count)(void *buffer);
-};
-
-const Assist &HostAssist() {
-  static const Assist assist = [] {
-    void *lib = dlopen(PB_ASSIST_DIR "/libvelkcamalgassist.so", RTLD_NOW | RTLD_GLOBAL);
-    if (!lib) {
-      std::fprintf(stderr, "cannot load the host assist library: %s\n", dlerror());
-      std::abort();
-    }
-    Assist a{};
-    a.create = reinterpret_cast<GraphicBuffer_new_fn>(dlsym(lib, "GraphicBuffer_new"));
-    a.destroy = reinterpret_cast<GraphicBuffer_delete_fn>(dlsym(lib, "GraphicBuffer_delete"));
-    a.pointer = reinterpret_cast<GraphicBuffer_getPointer_fn>(dlsym(lib, "GraphicBuffer_getPointer"));
-    a.lock_count = reinterpret_cast<int (*)(void *)>(dlsym(lib, "HostGraphicBuffer_lockCount"));
-    if (!a.create || !a.destroy || !a.pointer || !a.lock_count) std::abort();
-    return a;
-  }();
-  return assist;
-}
 
 class Frame {
  public:
   explicit Frame(size_t bytes)
-      : buffer_(HostAssist().create(1, 1, static_cast<uint32_t>(bytes))), bytes_(bytes) {
+      : buffer_(Assist().create(1, 1, static_cast<uint32_t>(bytes))), bytes_(bytes) {
     if (!buffer_) std::abort();
   }
-  ~Frame() { HostAssist().destroy(buffer_); }
+  ~Frame() { Assist().destroy(buffer_); }
   Frame(const Frame &) = delete;
   Frame &operator=(const Frame &) = delete;
   void *buffer() const { return buffer_; }
-  uint8_t *data() const { return static_cast<uint8_t *>(HostAssist().pointer(buffer_)); }
+  uint8_t *data() const { return static_cast<uint8_t *>(Assist().pointer(buffer_)); }
   size_t size() const { return bytes_; }
-  bool unlocked() const { return HostAssist().lock_count(buffer_) == 0; }
+  bool unlocked() const { return Assist().lock_count(buffer_) == 0; }
 
  private:
   void *buffer_;
@@ -162,7 +133,7 @@ void RunCalls(Input &in, void *handle, int32_t width, int32_t height) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-  HostAssist();
+  Assist();
   pb::hooks::StartLogCapture();
   Input in(data, size);
   const long live = pb::hooks::LiveAllocationCount();

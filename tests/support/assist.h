@@ -5,23 +5,12 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "previewbokeh/camalg_assist.h"
+#include "host_assist_client.h"
 
 namespace pbtest {
 
-struct HostAssist {
-  GraphicBuffer_new_fn create;
-  GraphicBuffer_delete_fn destroy;
-  GraphicBuffer_getPointer_fn pointer;
-  int (*event_count)();
-  char (*event)(int index, void **buffer);
-  void (*clear_events)();
-  int (*lock_count)(void *buffer);
-};
-
-// Loads the host assist library from the build tree (once, RTLD_GLOBAL), so
-// that the library's own dlopen("libvelkcamalgassist.so") finds this copy.
-const HostAssist &Assist();
+using pbassist::Assist;
+using pbassist::HostAssist;
 
 // A YUV 4:2:0 semi-planar frame in a host graphic buffer.
 class GraphicFrame {
