@@ -30,7 +30,7 @@
 #include "platform/test_hooks.h"
 #include "pool/thread_pool.h"
 #include "previewbokeh/bokeh.h"
-#include "simd/dispatch.h"
+#include "simd/kernel_table.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 
 #include "platform/test_hooks.h"
 #include "previewbokeh/weight.h"
-#include "simd/dispatch.h"
+#include "simd/kernel_table.h"
 #include "weight/weight_map.h"
 
 namespace {

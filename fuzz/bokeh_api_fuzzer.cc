@@ -22,7 +22,7 @@
 #include "platform/property.h"
 #include "platform/test_hooks.h"
 #include "previewbokeh/bokeh.h"
-#include "simd/dispatch.h"
+#include "simd/kernel_table.h"
 
 namespace {
 

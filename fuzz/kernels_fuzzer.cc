@@ -18,7 +18,7 @@
 #include "platform/test_hooks.h"
 #include "scale/compose.h"
 #include "scale/downscale.h"
-#include "scale/kernel_table.h"
+#include "simd/kernel_table.h"
 #include "weight/disparity_stats.h"
 #include "weight/weight_map.h"
 
@@ -172,12 +172,8 @@ void FuzzReduced(Input &in, bool upscale) {
   static const int kRatios[] = {2, 4, 6, 8};
   const int n = in.Pick(kRatios);
   const bool chroma = in.Bool();
-  const pb::RatioKernels &kc = pb::KernelsForRatio(n, true);
-  const pb::RatioKernels &kv = pb::KernelsForRatio(n, false);
-  if (!kc.downscale_luma || !kv.downscale_luma) {
-    FuzzCompose(in, chroma);  // this ratio has no reduced kernels yet
-    return;
-  }
+  const pb::ReducedKernels &kc = *pb::ReducedKernelsFor(pb::ScalarKernelTable(), n);
+  const pb::ReducedKernels &kv = *pb::ReducedKernelsFor(pb::VectorKernelTable(), n);
   const ReducedPlane p = PlaneFor(in, n, chroma);
   const size_t plane = static_cast<size_t>(p.width) * p.height;
   const size_t low = static_cast<size_t>(p.low_width) * p.low_height;

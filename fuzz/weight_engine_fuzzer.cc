@@ -19,7 +19,7 @@
 #include "fuzz_support.h"
 #include "platform/test_hooks.h"
 #include "previewbokeh/weight.h"
-#include "simd/dispatch.h"
+#include "simd/kernel_table.h"
 
 namespace {
 

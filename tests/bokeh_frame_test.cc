@@ -13,8 +13,7 @@
 #include "blur/smooth.h"
 #include "platform/test_hooks.h"
 #include "previewbokeh/weight.h"
-#include "scale/kernel_table.h"
-#include "simd/dispatch.h"
+#include "simd/kernel_table.h"
 #include "support/bokeh.h"
 #include "support/frames.h"
 #include "support/logs.h"
@@ -73,7 +72,6 @@ class ReducedFrames : public ::testing::TestWithParam<RatioCase> {};
 // holding every row.
 TEST_P(ReducedFrames, MatchesWholePlaneKernels) {
   const int n = GetParam().ratio, w = GetParam().width, h = GetParam().height;
-  if (!pb::KernelsForRatio(n).downscale_luma) GTEST_SKIP() << "no reduced path";
   Bokeh bokeh(w, h, std::to_string(n));
   ASSERT_EQ(bokeh.status, 0);
   EXPECT_TRUE(pbtest::HasLine(
@@ -84,7 +82,7 @@ TEST_P(ReducedFrames, MatchesWholePlaneKernels) {
   const auto weights = pbtest::RandomWeights(luma, n, 1024);
 
   const pb::BlurWorkState *work = static_cast<pb::BokehHandle *>(bokeh.handle)->work;
-  const pb::RatioKernels &k = pb::KernelsForRatio(n, true);
+  const pb::ReducedKernels &k = *pb::ReducedKernelsFor(pb::ScalarKernelTable(), n);
   std::vector<uint8_t> reduced(low * 3 / 2 + lw, 0), smoothed(reduced.size(), 0);
   std::vector<uint8_t> xinterp(luma * 3 / 2, 0), inter(pb::SmoothIntermediateBytes(w, h, 5));
   std::vector<uint8_t> padded(pb::SmoothChromaPaddedBytes(w, h, 5) + 64);

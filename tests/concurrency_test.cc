@@ -16,7 +16,7 @@
 #include "platform/test_hooks.h"
 #include "previewbokeh/bokeh.h"
 #include "previewbokeh/weight.h"
-#include "scale/kernel_table.h"
+#include "simd/kernel_table.h"
 #include "support/assist.h"
 #include "support/frames.h"
 #include "support/logs.h"
@@ -155,7 +155,7 @@ TEST_P(ConcurrentHandles, SameBytesAsOneAfterAnother) {
   for (int i = 0; i < kWorkers; ++i) {
     const Config &c = parallel[i].config;
     SCOPED_TRACE(testing::Message() << c.width << "x" << c.height << " ratio " << c.ratio);
-    const bool reduced = c.ratio != 1 && pb::KernelsForRatio(c.ratio).downscale_luma;
+    const bool reduced = pb::ReducedKernelsFor(pb::Kernels(), c.ratio) != nullptr;
     EXPECT_EQ(parallel[i].chosen_ratio, reduced ? c.ratio : 1);
     EXPECT_EQ(serial[i].chosen_ratio, parallel[i].chosen_ratio);
     EXPECT_EQ(serial[i].digests.size(), static_cast<size_t>(kFrames));

@@ -13,7 +13,7 @@
 
 #include "api/diagnostics.h"
 #include "previewbokeh/weight.h"
-#include "simd/dispatch.h"
+#include "simd/kernel_table.h"
 #include "support/frames.h"
 #include "support/logs.h"
 #include "weight/range_table.h"

@@ -12,8 +12,11 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "simd/kernel_table.h"
+
 namespace pb {
 
+// SmoothFn (simd/kernel_table.h): SmoothLuma_C / _NEON, SmoothChroma_C / _NEON.
 // Produces rows firstRow..lastRow (inclusive) of `output` (stride `width`) and
 // touches no other output row.
 //   input         plane, width x height bytes, stride width
@@ -24,24 +27,6 @@ namespace pb {
 //                 both passes
 // Rows read above and below the plane are clamped to its edge rows, so any
 // height >= 1 and any row range inside the plane are valid.
-using SmoothFn = void (*)(const uint8_t *input, uint8_t *padded, uint8_t *output, int32_t width,
-                          int32_t height, const uint16_t *kernel, int32_t hradius,
-                          int32_t vradius, uint8_t *intermediate, int32_t firstRow,
-                          int32_t lastRow);
-
-void SmoothLuma_C(const uint8_t *input, uint8_t *padded, uint8_t *output, int32_t width,
-                  int32_t height, const uint16_t *kernel, int32_t hradius, int32_t vradius,
-                  uint8_t *intermediate, int32_t firstRow, int32_t lastRow);
-void SmoothLuma_NEON(const uint8_t *input, uint8_t *padded, uint8_t *output, int32_t width,
-                     int32_t height, const uint16_t *kernel, int32_t hradius, int32_t vradius,
-                     uint8_t *intermediate, int32_t firstRow, int32_t lastRow);
-void SmoothChroma_C(const uint8_t *input, uint8_t *padded, uint8_t *output, int32_t width,
-                    int32_t height, const uint16_t *kernel, int32_t hradius, int32_t vradius,
-                    uint8_t *intermediate, int32_t firstRow, int32_t lastRow);
-void SmoothChroma_NEON(const uint8_t *input, uint8_t *padded, uint8_t *output, int32_t width,
-                       int32_t height, const uint16_t *kernel, int32_t hradius,
-                       int32_t vradius, uint8_t *intermediate, int32_t firstRow,
-                       int32_t lastRow);
 
 // Bytes of scratch a call needs for a plane of width x height and radius h.
 inline size_t SmoothLumaPaddedBytes(int32_t width, int32_t height, int32_t h) {
@@ -54,20 +39,15 @@ inline size_t SmoothIntermediateBytes(int32_t width, int32_t height, int32_t h) 
   return static_cast<size_t>(width) * static_cast<size_t>(height + 2 * h);
 }
 
-// Smoothing fused with the full-resolution composite (blur/smooth_internal.h):
-// the arguments of SmoothFn, then the weight map, alpha and destination.
-using SmoothComposeFn = void (*)(const uint8_t *input, uint8_t *padded, uint8_t *smoothed,
-                                 int32_t width, int32_t height, const uint16_t *kernel,
-                                 int32_t hradius, int32_t vradius, uint8_t *intermediate,
-                                 int32_t firstRow, int32_t lastRow, const uint16_t *weight,
-                                 uint8_t alpha, uint8_t *dst);
-
-// The implementation in use (vector unless scalar kernels are forced). The
-// fused kernels exist only in vector form: null when scalar kernels are in use.
-SmoothFn SmoothLumaKernel();
-SmoothFn SmoothChromaKernel();
-SmoothComposeFn SmoothComposeLumaKernel();
-SmoothComposeFn SmoothComposeChromaKernel();
+// SmoothComposeFn (simd/kernel_table.h): smoothing fused with the
+// full-resolution composite, SmoothCompose{Luma,Chroma}_{C,NEON}. The
+// destination bytes are those of the smoothing into `smoothed` followed by
+// the composite (scale/compose.h) from `input` and `smoothed` into dst over
+// rows firstRow..lastRow, with the plane as its own low-resolution size.
+// `smoothed` is scratch: its contents afterwards are unspecified (the vector
+// form mixes each smoothed row as soon as it is made and writes `smoothed`
+// only when the fused form does not apply: refused or unusual arguments, dst
+// overlapping the input, taps or scratch unsuited to it).
 
 }  // namespace pb
 

@@ -122,4 +122,27 @@ void SmoothChroma_C(const uint8_t *input, uint8_t * /*padded*/, uint8_t *output,
                 intermediate, firstRow, lastRow);
 }
 
+// The fused kernels' reference: smoothing into `smoothed`, then the
+// full-resolution composite of the plane as its own reduced size.
+void SmoothComposeLuma_C(const uint8_t *input, uint8_t *padded, uint8_t *smoothed, int32_t width,
+                         int32_t height, const uint16_t *kernel, int32_t hradius,
+                         int32_t vradius, uint8_t *intermediate, int32_t firstRow,
+                         int32_t lastRow, const uint16_t *weight, uint8_t alpha, uint8_t *dst) {
+  SmoothLuma_C(input, padded, smoothed, width, height, kernel, hradius, vradius, intermediate,
+               firstRow, lastRow);
+  ComposeLuma_C(input, width, height, width, height, weight, smoothed, dst, firstRow, lastRow,
+                alpha);
+}
+
+void SmoothComposeChroma_C(const uint8_t *input, uint8_t *padded, uint8_t *smoothed,
+                           int32_t width, int32_t height, const uint16_t *kernel,
+                           int32_t hradius, int32_t vradius, uint8_t *intermediate,
+                           int32_t firstRow, int32_t lastRow, const uint16_t *weight,
+                           uint8_t alpha, uint8_t *dst) {
+  SmoothChroma_C(input, padded, smoothed, width, height, kernel, hradius, vradius, intermediate,
+                 firstRow, lastRow);
+  ComposeChroma_C(input, width, height, width, height, weight, smoothed, dst, firstRow, lastRow,
+                  alpha);
+}
+
 }  // namespace pb

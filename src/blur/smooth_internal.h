@@ -54,24 +54,6 @@ inline uint8_t Saturate8(uint32_t v) { return static_cast<uint8_t>(v > 255u ? 25
 
 }  // namespace smooth
 
-// Smoothing fused with the full-resolution composite: the same destination
-// bytes as SmoothLuma_NEON (or SmoothChroma_NEON) into `smoothed` followed by
-// ComposeLuma_NEON (or ComposeChroma_NEON) from `input` and `smoothed` into
-// dst over rows firstRow..lastRow, with the plane as its own low-resolution
-// size. Each smoothed row is mixed as soon as it is made, so `smoothed` is
-// written only when the fused form does not apply (refused or unusual
-// arguments, dst overlapping the input, taps or scratch unsuited to it).
-void SmoothComposeLuma_NEON(const uint8_t *input, uint8_t *padded, uint8_t *smoothed,
-                            int32_t width, int32_t height, const uint16_t *kernel,
-                            int32_t hradius, int32_t vradius, uint8_t *intermediate,
-                            int32_t firstRow, int32_t lastRow, const uint16_t *weight,
-                            uint8_t alpha, uint8_t *dst);
-void SmoothComposeChroma_NEON(const uint8_t *input, uint8_t *padded, uint8_t *smoothed,
-                              int32_t width, int32_t height, const uint16_t *kernel,
-                              int32_t hradius, int32_t vradius, uint8_t *intermediate,
-                              int32_t firstRow, int32_t lastRow, const uint16_t *weight,
-                              uint8_t alpha, uint8_t *dst);
-
 }  // namespace pb
 
 #endif  // PREVIEWBOKEH_BLUR_SMOOTH_INTERNAL_H_

@@ -4,28 +4,35 @@
 #include <cstring>
 
 #include "blur/smooth.h"
-#include "scale/kernel_table.h"
+#include "simd/kernel_table.h"
 
 namespace pb {
 namespace {
 
-// fused: the smoothing-and-composite kernel that stands for the pair
-// (smooth, compose) on the full-resolution path, or null.
-void RunStrip(StripTaskArgs *a, DownscaleKernel downscale, SmoothFn smooth,
-              ComposeKernel compose, SmoothComposeFn fused) {
+// One plane's kernels: the fused smoothing and composite of the
+// full-resolution path, and the smoothing and reduced-path kernels (null
+// downscale when the ratio has no reduced path).
+struct PlaneKernels {
+  SmoothComposeFn fused;
+  SmoothFn smooth;
+  DownscaleKernel downscale;
+  ComposeKernel compose;
+};
+
+void RunStrip(StripTaskArgs *a, const PlaneKernels &k) {
   const int32_t h = a->window_size / 2;
   if (a->first_row > a->last_row) {
     PoolSignalCompletion(a->pool);
     return;
   }
-  if (downscale) {
+  if (k.downscale) {
     // Reduce the rows the smoothing will read (strip plus halo) into this
     // strip's private plane, publish the rows this strip owns in the shared
     // reduced image, smooth the strip's working rows, then upscale and mix.
     const int32_t lo = std::max(0, a->low_first_row - h);
     const int32_t hi = std::min(a->low_last_row + h, a->working_height - 1);
-    downscale(a->src, a->reduced, a->xinterp, a->width, a->height, a->working_width,
-              a->working_height, lo, hi);
+    k.downscale(a->src, a->reduced, a->xinterp, a->width, a->height, a->working_width,
+                a->working_height, lo, hi);
     const int32_t own_lo = std::max(lo, a->owned_low_first);
     const int32_t own_hi = std::min(hi, a->owned_low_last);
     if (own_lo <= own_hi) {
@@ -33,22 +40,15 @@ void RunStrip(StripTaskArgs *a, DownscaleKernel downscale, SmoothFn smooth,
       std::memcpy(a->scaled + offset, a->reduced + offset,
                   static_cast<size_t>(own_hi - own_lo + 1) * a->working_width);
     }
-    smooth(a->reduced, a->padded, a->smoothed, a->working_width, a->working_height, a->kernel,
-           h, h, a->intermediate, a->low_first_row, a->low_last_row);
-    compose(a->src, a->width, a->height, a->working_width, a->working_height, a->weight_map,
-            a->smoothed, a->dst, a->first_row, a->last_row, a->alpha);
-  } else if (fused) {
-    // Full resolution: each smoothed row is mixed into the destination as
-    // soon as it is made.
-    fused(a->src, a->padded, a->smoothed, a->width, a->height, a->kernel, h, h,
-          a->intermediate, a->first_row, a->last_row, a->weight_map, a->alpha, a->dst);
+    k.smooth(a->reduced, a->padded, a->smoothed, a->working_width, a->working_height, a->kernel,
+             h, h, a->intermediate, a->low_first_row, a->low_last_row);
+    k.compose(a->src, a->width, a->height, a->working_width, a->working_height, a->weight_map,
+              a->smoothed, a->dst, a->first_row, a->last_row, a->alpha);
   } else {
-    // Full resolution: the composite reads only the strip's own rows of the
-    // smoothed plane, so the strip smooths exactly those.
-    smooth(a->src, a->padded, a->smoothed, a->width, a->height, a->kernel, h, h,
-           a->intermediate, a->first_row, a->last_row);
-    compose(a->src, a->width, a->height, a->working_width, a->working_height, a->weight_map,
-            a->smoothed, a->dst, a->first_row, a->last_row, a->alpha);
+    // Full resolution: the strip's own rows are smoothed and mixed into the
+    // destination.
+    k.fused(a->src, a->padded, a->smoothed, a->width, a->height, a->kernel, h, h,
+            a->intermediate, a->first_row, a->last_row, a->weight_map, a->alpha, a->dst);
   }
   PoolSignalCompletion(a->pool);
 }
@@ -57,16 +57,19 @@ void RunStrip(StripTaskArgs *a, DownscaleKernel downscale, SmoothFn smooth,
 
 void *LumaStripTask(void *arg) {
   auto *a = static_cast<StripTaskArgs *>(arg);
-  const RatioKernels &k = KernelsForRatio(a->ratio);
-  RunStrip(a, k.downscale_luma, SmoothLumaKernel(), k.compose_luma, SmoothComposeLumaKernel());
+  const KernelTable &t = Kernels();
+  const ReducedKernels *r = ReducedKernelsFor(t, a->ratio);
+  RunStrip(a, PlaneKernels{t.smooth_compose.luma, t.smooth.luma, r ? r->downscale_luma : nullptr,
+                           r ? r->compose_luma : nullptr});
   return nullptr;
 }
 
 void *ChromaStripTask(void *arg) {
   auto *a = static_cast<StripTaskArgs *>(arg);
-  const RatioKernels &k = KernelsForRatio(a->ratio);
-  RunStrip(a, k.downscale_chroma, SmoothChromaKernel(), k.compose_chroma,
-           SmoothComposeChromaKernel());
+  const KernelTable &t = Kernels();
+  const ReducedKernels *r = ReducedKernelsFor(t, a->ratio);
+  RunStrip(a, PlaneKernels{t.smooth_compose.chroma, t.smooth.chroma,
+                           r ? r->downscale_chroma : nullptr, r ? r->compose_chroma : nullptr});
   return nullptr;
 }
 

@@ -10,7 +10,6 @@
 #include "platform/alloc.h"
 #include "platform/log.h"
 #include "platform/property.h"
-#include "scale/kernel_table.h"
 
 namespace pb {
 namespace {
@@ -92,10 +91,6 @@ int32_t SelectScalingRatio(int32_t width, int32_t height) {
   const int32_t n = static_cast<int32_t>(asked);
   if (width % (2 * n) != 0 || height % 4 != 0 || height % n != 0 || height < 16 * n) {
     PB_LOGD("prebokeh_ratio %d not possible for %dx%d, using 1\n", n, width, height);
-    return 1;
-  }
-  if (!KernelsForRatio(n).downscale_luma) {
-    PB_LOGD("prebokeh_ratio %d not available, using 1\n", n);
     return 1;
   }
   return n;

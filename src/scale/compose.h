@@ -1,12 +1,13 @@
 // Composite kernels: mix the sharp source with a blurred image under the
 // 16-bit weight map and the frame's alpha (128 = unity):
 //   w = (m * alpha + 64) >> 7;  out = (w * b + (1024 - w) * s + 512) >> 10
-// All ten composites share one signature so that the strip tasks can pick
-// them from one table by scaling ratio (kernel_table.h).
+// All ten composites share one signature, ComposeKernel (simd/kernel_table.h).
 #ifndef PREVIEWBOKEH_SCALE_COMPOSE_H_
 #define PREVIEWBOKEH_SCALE_COMPOSE_H_
 
 #include <cstdint>
+
+#include "simd/kernel_table.h"
 
 namespace pb {
 
@@ -17,42 +18,15 @@ namespace pb {
 //   weight   weight map at luma resolution, stride width elements
 //   blurred  blurred plane (full resolution, or reduced: stride lowWidth)
 //   dst      destination plane, stride width; only rows rowFirst..rowLast are written
-using ComposeKernel = void (*)(const uint8_t *src, int32_t width, int32_t height,
-                               int32_t lowWidth, int32_t lowHeight, const uint16_t *weight,
-                               const uint8_t *blurred, uint8_t *dst, int32_t rowFirst,
-                               int32_t rowLast, uint8_t alpha);
-
-#define PB_COMPOSE_KERNEL(name)                                                       \
-  void name(const uint8_t *src, int32_t width, int32_t height, int32_t lowWidth,      \
-            int32_t lowHeight, const uint16_t *weight, const uint8_t *blurred,        \
-            uint8_t *dst, int32_t rowFirst, int32_t rowLast, uint8_t alpha)
-
-// Full resolution. Vector steps (8 luma pixels, 16 chroma bytes) use unsigned
+//
+// Full resolution, ComposeLuma_C / _NEON and ComposeChroma_C / _NEON. Vector steps (8 luma pixels, 16 chroma bytes) use unsigned
 // 16-bit lane arithmetic; the per-sample tail uses signed 32-bit arithmetic.
 // The two agree for weight * alpha <= 131135 and differ beyond, as required.
 // The chroma weight of pair k of UV row yc is weight[2*yc*width + 2*k].
-PB_COMPOSE_KERNEL(ComposeLuma_C);
-PB_COMPOSE_KERNEL(ComposeLuma_NEON);
-PB_COMPOSE_KERNEL(ComposeChroma_C);
-PB_COMPOSE_KERNEL(ComposeChroma_NEON);
 
-// Reduced resolution: interpolate the reduced blurred image back up and mix.
-PB_COMPOSE_KERNEL(UpscaleComposeLuma2_C);
-PB_COMPOSE_KERNEL(UpscaleComposeLuma4_C);
-PB_COMPOSE_KERNEL(UpscaleComposeLuma6_C);
-PB_COMPOSE_KERNEL(UpscaleComposeLuma8_C);
-PB_COMPOSE_KERNEL(UpscaleComposeChroma2_C);
-PB_COMPOSE_KERNEL(UpscaleComposeChroma4_C);
-PB_COMPOSE_KERNEL(UpscaleComposeChroma6_C);
-PB_COMPOSE_KERNEL(UpscaleComposeChroma8_C);
-PB_COMPOSE_KERNEL(UpscaleComposeLuma2_NEON);
-PB_COMPOSE_KERNEL(UpscaleComposeLuma4_NEON);
-PB_COMPOSE_KERNEL(UpscaleComposeLuma6_NEON);
-PB_COMPOSE_KERNEL(UpscaleComposeLuma8_NEON);
-PB_COMPOSE_KERNEL(UpscaleComposeChroma2_NEON);
-PB_COMPOSE_KERNEL(UpscaleComposeChroma4_NEON);
-PB_COMPOSE_KERNEL(UpscaleComposeChroma6_NEON);
-PB_COMPOSE_KERNEL(UpscaleComposeChroma8_NEON);
+//
+// Reduced resolution, UpscaleCompose{Luma,Chroma}{2,4,6,8}_{C,NEON}:
+// interpolate the reduced blurred image back up and mix.
 
 }  // namespace pb
 

@@ -1,28 +1,10 @@
 #include "weight/disparity_stats.h"
 
 #include "platform/log.h"
-#include "simd/dispatch.h"
-#include "simd/neon.h"
+#include "weight/disparity_stats_internal.h"
 
 namespace pb {
-namespace {
-
-void MinMaxTail(const uint8_t *src, int32_t from, int32_t n, uint8_t *min, uint8_t *max) {
-  uint8_t lo = *min;
-  uint8_t hi = *max;
-  for (int32_t i = from; i < n; ++i) {
-    const uint8_t v = src[i];
-    if (v < lo) {
-      lo = v;
-    } else if (v > hi) {
-      hi = v;
-    }
-  }
-  *min = lo;
-  *max = hi;
-}
-
-}  // namespace
+using disparity::MinMaxTail;
 
 void DisparityMinMax_C(const uint8_t *src, int32_t n, uint8_t *min, uint8_t *max) {
   if (n < 0) n = 0;
@@ -36,31 +18,6 @@ void DisparityMinMax_C(const uint8_t *src, int32_t n, uint8_t *min, uint8_t *max
   *min = lo;
   *max = hi;
   MinMaxTail(src, m, n, min, max);
-}
-
-void DisparityMinMax_NEON(const uint8_t *src, int32_t n, uint8_t *min, uint8_t *max) {
-  if (n < 0) n = 0;
-  const int32_t m = n & ~15;
-  uint8_t lo = 255;
-  uint8_t hi = 0;
-  if (m >= 1) {
-    uint8x16_t vmin = vdupq_n_u8(255);
-    uint8x16_t vmax = vdupq_n_u8(0);
-    for (int32_t i = 0; i < m; i += 16) {
-      const uint8x16_t v = vld1q_u8(src + i);
-      vmin = vminq_u8(vmin, v);
-      vmax = vmaxq_u8(vmax, v);
-    }
-    lo = vminvq_u8(vmin);
-    hi = vmaxvq_u8(vmax);
-  }
-  *min = lo;
-  *max = hi;
-  MinMaxTail(src, m, n, min, max);
-}
-
-MinMaxFn DisparityMinMaxKernel() {
-  return ScalarKernelsInUse() ? DisparityMinMax_C : DisparityMinMax_NEON;
 }
 
 void DisparityHistogramRange(const uint8_t *src, uint16_t hist[256], int32_t n, int32_t ratio,

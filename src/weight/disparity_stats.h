@@ -6,16 +6,15 @@
 
 #include <cstdint>
 
+#include "simd/kernel_table.h"
+
 namespace pb {
 
 // Minimum and maximum of src[0..n): the first n & ~15 samples sixteen at a
 // time (lane minima from 255, maxima from 0), then each remaining sample with
 // an else-if: a sample that lowers the minimum is not tested against the
 // maximum. n below 1 gives minimum 255 and maximum 0.
-using MinMaxFn = void (*)(const uint8_t *src, int32_t n, uint8_t *min, uint8_t *max);
-void DisparityMinMax_C(const uint8_t *src, int32_t n, uint8_t *min, uint8_t *max);
-void DisparityMinMax_NEON(const uint8_t *src, int32_t n, uint8_t *min, uint8_t *max);
-MinMaxFn DisparityMinMaxKernel();
+// MinMaxFn (simd/kernel_table.h): DisparityMinMax_C, DisparityMinMax_NEON.
 
 // Logs n, the ratio, the incoming minimum and maximum and the bin threshold
 // (ratio * n) / 256, counts src[0..n) into hist (16-bit counters that wrap),

@@ -178,16 +178,17 @@ extern "C" PREVIEWBOKEH_EXPORT int weight_async_process(const WeightProcessParam
   pb::ApplyRangeTable(e->Disparity, e->RangedDisparity, n, rangeTable);
 
   const int32_t h = e->DisparityWinSize / 2;
-  pb::SmoothLumaKernel()(e->RangedDisparity, e->ExpandDisparity, e->SmoothDisparity, C, D,
-                         e->SmoothKernel, h, h, reinterpret_cast<uint8_t *>(e->TempimDisparity), 0,
-                         D - 1);
+  const pb::KernelTable &kernels = pb::Kernels();
+  kernels.smooth.luma(e->RangedDisparity, e->ExpandDisparity, e->SmoothDisparity, C, D,
+                      e->SmoothKernel, h, h, reinterpret_cast<uint8_t *>(e->TempimDisparity), 0,
+                      D - 1);
   // The absolute clock reading, not a duration.
   PB_LOGD("Weight Boxfilter: %.3f ms\n", pb::MonotonicSeconds() * 1000.0);
 
   // Diagnostic only: the trimmed range is logged, not used.
   uint8_t minValue = 0;
   uint8_t maxValue = 0;
-  pb::DisparityMinMaxKernel()(e->SmoothDisparity, n, &minValue, &maxValue);
+  kernels.disparity.min_max(e->SmoothDisparity, n, &minValue, &maxValue);
   pb::DisparityHistogramRange(e->SmoothDisparity, e->Histogram, n, e->HistMinNumberRatio,
                               e->HistMinRange, &minValue, &maxValue);
 
@@ -199,8 +200,8 @@ extern "C" PREVIEWBOKEH_EXPORT int weight_async_process(const WeightProcessParam
   }
   e->BandScale = pb::kBandScale;
 
-  pb::ComputeWeightsKernel()(A, B, e->sel_x, e->sel_y, 0, B - 1, weight_map, C, D, e->BandScale,
-                             static_cast<uint8_t>(e->Gain), e->SmoothDisparity);
+  kernels.weight.compute(A, B, e->sel_x, e->sel_y, 0, B - 1, weight_map, C, D, e->BandScale,
+                         static_cast<uint8_t>(e->Gain), e->SmoothDisparity);
   return 0;
 }
 

@@ -7,6 +7,8 @@
 
 #include <cstdint>
 
+#include "simd/kernel_table.h"
+
 namespace pb {
 
 // Position step (n << 16) / size in 32-bit signed arithmetic; 0 for size 0.
@@ -25,28 +27,19 @@ void FocusBand(uint32_t f, int32_t *low, int32_t *high);
 // (min(trunc(float(d) * g), 1024) * gain + 64) >> 7 with g = 1024 / bandScale.
 uint16_t DistanceWeight(uint32_t d, float g, uint8_t gain);
 
-// Writes rows first..last (inclusive) of dst (weight map width x height,
-// stride width) and no other element. Focus point (selX, selY) in weight-map
-// pixels; it must lie inside the map (callers clamp it). src is the smoothed
-// disparity, srcWidth x srcHeight, both below 32768.
-using ComputeWeightsFn = void (*)(int32_t width, int32_t height, int32_t selX, int32_t selY,
-                                  int32_t first, int32_t last, uint16_t *dst, int32_t srcWidth,
-                                  int32_t srcHeight, uint8_t bandScale, uint8_t gain,
-                                  const uint8_t *src);
-// Per-pixel formula, as plain as it can be written: the reference.
-void ComputeWeights_C(int32_t width, int32_t height, int32_t selX, int32_t selY, int32_t first,
-                      int32_t last, uint16_t *dst, int32_t srcWidth, int32_t srcHeight,
-                      uint8_t bandScale, uint8_t gain, const uint8_t *src);
-// Same bytes: horizontal interpolation once per source row and column chunk
-// into 16-bit rows (two rows cached; both neighbours gathered with one load
-// per column), vertical interpolation eight pixels at a time in 16 bits, and
-// the weights from a distance-to-weight table built per call with the same
-// float arithmetic, applied through an integer form that is checked against
-// the whole table first (else looked up one at a time).
-void ComputeWeights_NEON(int32_t width, int32_t height, int32_t selX, int32_t selY,
-                         int32_t first, int32_t last, uint16_t *dst, int32_t srcWidth,
-                         int32_t srcHeight, uint8_t bandScale, uint8_t gain, const uint8_t *src);
-ComputeWeightsFn ComputeWeightsKernel();
+// ComputeWeightsFn (simd/kernel_table.h): writes rows first..last
+// (inclusive) of dst (weight map width x height, stride width) and no other
+// element. Focus point (selX, selY) in weight-map pixels; it must lie inside
+// the map (callers clamp it). src is the smoothed disparity, srcWidth x
+// srcHeight, both below 32768.
+//   ComputeWeights_C     the per-pixel formula, as plain as it can be written
+//   ComputeWeights_NEON  same bytes: horizontal interpolation once per source
+//     row and column chunk into 16-bit rows (two rows cached; both neighbours
+//     gathered with one load per column), vertical interpolation eight pixels
+//     at a time in 16 bits, and the weights from a distance-to-weight table
+//     built per call with the same float arithmetic, applied through an
+//     integer form that is checked against the whole table first (else looked
+//     up one at a time).
 
 }  // namespace pb
 
