@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "api/diagnostics.h"
+#include "platform/diagnostics.h"
 #include "previewbokeh/weight.h"
 #include "simd/kernel_table.h"
 #include "support/frames.h"

@@ -6,7 +6,7 @@
 
 #include <dlfcn.h>
 
-#include "api/diagnostics.h"
+#include "platform/diagnostics.h"
 #include "api/handle.h"
 #include "blur/frame_driver.h"
 #include "blur/strip_task.h"
@@ -51,7 +51,9 @@ int InitHandle(BokehHandle *h, BokehInitParams *params) {
     PB_LOGD("pool_init error\n");
     return 1;
   }
-  if (CreateWorkState(h, h->width, h->height, params->SmoothWinSize) != 0) return 1;
+  if (CreateWorkState(&h->work, &h->buffer_sum, h->width, h->height, params->SmoothWinSize) != 0) {
+    return 1;
+  }
   h->frame = static_cast<BokehFrameState *>(Calloc(1, sizeof(BokehFrameState)));
   if (!h->frame) {
     PB_LOGD("BokehFrameState malloc error\n");
@@ -137,7 +139,9 @@ extern "C" PREVIEWBOKEH_EXPORT int iBokehBlurImage(void *handle, void *SrcImg, v
   auto *dst = static_cast<uint8_t *>(h->api.GraphicBufferPointer_lock(dstImg));
   if (src && dst) {
     const int64_t luma = static_cast<int64_t>(h->width) * h->height;
-    pb::RunFrame(h, src, src + luma, dst, dst + luma, nullptr);
+    const pb::FrameResources resources{h->pool,   h->thread_count, h->pThreadArg,
+                                      h->width,  h->height,       h->work};
+    pb::RunFrame(resources, *h->frame, src, src + luma, dst, dst + luma, nullptr);
   } else {
     PB_LOGD("iBokehBlurImage: lock failed (src:%p, dst:%p)\n", static_cast<void *>(src),
             static_cast<void *>(dst));
@@ -162,7 +166,7 @@ extern "C" PREVIEWBOKEH_EXPORT int iBokehDeinit(void *handle) {
     pb::Free(h->pThreadArg);
     h->pThreadArg = nullptr;
   }
-  pb::ReleaseWorkState(h);
+  pb::ReleaseWorkState(&h->work);
   if (h->frame) {
     pb::Free(h->frame);
     h->frame = nullptr;

@@ -4,21 +4,12 @@
 
 #include <cstdint>
 
+#include "blur/frame_driver.h"
 #include "blur/work_state.h"
 #include "pool/thread_pool.h"
 #include "previewbokeh/camalg_assist.h"
 
 namespace pb {
-
-struct StripTaskArgs;
-
-// Settings of the coming frames, from iBokehCreateWeightMap; zero until then.
-struct BokehFrameState {
-  int32_t sel_x;
-  int32_t sel_y;
-  int32_t level;  // blur level, 0..20 for meaningful apertures
-  const uint16_t *weight_map;
-};
 
 struct BokehHandle {
   int32_t buffer_sum;         // bytes of the working buffers

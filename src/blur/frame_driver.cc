@@ -3,9 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
-#include "api/diagnostics.h"
-#include "api/handle.h"
 #include "blur/strip_task.h"
+#include "platform/diagnostics.h"
 #include "platform/log.h"
 
 namespace pb {
@@ -19,23 +18,23 @@ constexpr char kPathProperty[] = "persist.vendor.cam.prebokeh_path";
 
 // Fills the records of one plane's strips and queues them. rows_per_strip is
 // the plane's rows / strips; remainder rows belong to no strip.
-void QueuePlane(BokehHandle *handle, StripTaskArgs *records, bool chroma, const uint8_t *src,
+void QueuePlane(const FrameResources &r, StripTaskArgs *records, bool chroma, const uint8_t *src,
                 uint8_t *dst, uint8_t *scaled, uint8_t *smoothed, uint8_t alpha,
                 const uint16_t *weight_map) {
-  const BlurWorkState *ws = handle->work;
-  const int32_t n = handle->thread_count;
+  const BlurWorkState *ws = r.work;
+  const int32_t n = r.thread_count;
   const int32_t ratio = ws->Scalingratio;
-  const int32_t plane_height = chroma ? handle->height / 2 : handle->height;
+  const int32_t plane_height = chroma ? r.height / 2 : r.height;
   const int32_t working_height = chroma ? ws->working_height / 2 : ws->working_height;
   const int32_t rows = plane_height / n;
   for (int32_t i = 0; i < n; ++i) {
     StripTaskArgs &a = records[i];
     const StripScratch &scratch = ws->strip[(chroma ? kStripsPerPlane : 0) + i];
-    a.pool = handle->pool;
+    a.pool = r.pool;
     a.strip_index = static_cast<uint32_t>(i);
     a.first_row = i * rows;
     a.last_row = a.first_row + rows - 1;
-    a.width = handle->width;
+    a.width = r.width;
     a.height = plane_height;
     a.ratio = ratio;
     a.working_width = ws->working_width;
@@ -63,7 +62,7 @@ void QueuePlane(BokehHandle *handle, StripTaskArgs *records, bool chroma, const 
     records[i].owned_low_last = i == n - 1 ? working_height - 1 : records[i + 1].low_first_row - 1;
   }
   for (int32_t i = 0; i < n; ++i) {
-    PoolAddJob(handle->pool, chroma ? ChromaStripTask : LumaStripTask, &records[i]);
+    PoolAddJob(r.pool, chroma ? ChromaStripTask : LumaStripTask, &records[i]);
   }
 }
 
@@ -73,16 +72,16 @@ uint8_t AlphaForLevel(int32_t level) {
   return (level >= 0 && level <= 20) ? kAlphaTable[level] : 0;
 }
 
-void RunFrame(BokehHandle *handle, const uint8_t *src_y, const uint8_t *src_uv, uint8_t *dst_y,
-              uint8_t *dst_uv, uint8_t *smooth_override) {
-  const BokehFrameState *fs = handle->frame;
-  BlurWorkState *ws = handle->work;
+void RunFrame(const FrameResources &r, const BokehFrameState &settings, const uint8_t *src_y,
+              const uint8_t *src_uv, uint8_t *dst_y, uint8_t *dst_uv, uint8_t *smooth_override) {
+  const BokehFrameState *fs = &settings;
+  BlurWorkState *ws = r.work;
   const int32_t level = fs->level;
   const uint8_t alpha = AlphaForLevel(level);
   PB_LOGD("F_number: %d, sel_x: %d, sel_y: %d, alpha: %d\n", 20 - level, fs->sel_x, fs->sel_y,
           alpha);
 
-  const int32_t width = handle->width, height = handle->height;
+  const int32_t width = r.width, height = r.height;
   uint8_t *smooth = smooth_override ? smooth_override : ws->smooth_img;
   const int32_t n = width * height;
   const int32_t frame_bytes = (width * height * 3) / 2;
@@ -94,7 +93,7 @@ void RunFrame(BokehHandle *handle, const uint8_t *src_y, const uint8_t *src_uv, 
   DumpImage(kSaveProperty, "yes", kPathProperty, "weightin", stamp, fs->weight_map, width,
             height, width * height * 2);
 
-  PoolResetCompletion(handle->pool);
+  PoolResetCompletion(r.pool);
 
   // In place, a strip's smoothing would read rows a neighbouring strip may
   // already have overwritten: blur from a copy of the whole plane.
@@ -110,12 +109,11 @@ void RunFrame(BokehHandle *handle, const uint8_t *src_y, const uint8_t *src_uv, 
   }
 
   const size_t working_luma = static_cast<size_t>(ws->working_width) * ws->working_height;
-  StripTaskArgs *records = handle->pThreadArg;
-  QueuePlane(handle, records, false, luma, dst_y, ws->scale_img, smooth, alpha, fs->weight_map);
-  QueuePlane(handle, records + handle->thread_count, true, chroma, dst_uv,
+  QueuePlane(r, r.records, false, luma, dst_y, ws->scale_img, smooth, alpha, fs->weight_map);
+  QueuePlane(r, r.records + r.thread_count, true, chroma, dst_uv,
              ws->scale_img + working_luma, smooth + working_luma, alpha, fs->weight_map);
 
-  PoolWaitCompletion(handle->pool, 2 * handle->thread_count);
+  PoolWaitCompletion(r.pool, 2 * r.thread_count);
 
   DumpImage(kSaveProperty, "yes", kPathProperty, "imageout", stamp, dst_y, width, height,
             frame_bytes);

@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "api/handle.h"
 #include "blur/smooth.h"
 #include "platform/alloc.h"
 #include "platform/log.h"
@@ -132,9 +131,10 @@ void BuildGaussianKernel(BlurWorkState *state) {
   if (gs != g) Free(gs);
 }
 
-int CreateWorkState(BokehHandle *handle, int32_t width, int32_t height, int32_t smooth_win_size) {
+int CreateWorkState(BlurWorkState **work, int32_t *buffer_sum, int32_t width, int32_t height,
+                    int32_t smooth_win_size) {
   auto *s = static_cast<BlurWorkState *>(Calloc(1, sizeof(BlurWorkState)));
-  handle->work = s;
+  *work = s;
   if (!s) {
     PB_LOGD("BlurWorkState malloc error\n");
     return 1;
@@ -157,7 +157,7 @@ int CreateWorkState(BokehHandle *handle, int32_t width, int32_t height, int32_t 
   const int64_t tmp_y = (w + 2 * h) * (hgt + 2 * h + 1) * 8;
   const int64_t tmp_uv = (w + 4 * h) * (hgt / 2 + 2 * h + 1) * 8;
   const int64_t sum = in_y + 4 * p + in_uv + tmp_y + tmp_uv;
-  if (sum + handle->buffer_sum > INT32_MAX) {
+  if (sum + *buffer_sum > INT32_MAX) {
     PB_LOGD("frame %dx%d too large for the working buffers\n", width, height);
     return 1;
   }
@@ -171,13 +171,13 @@ int CreateWorkState(BokehHandle *handle, int32_t width, int32_t height, int32_t 
       !AllocBuffer(&s->smooth_img, p, false, "smooth_img")) {
     return 1;
   }
-  handle->buffer_sum += static_cast<int32_t>(sum);
+  *buffer_sum += static_cast<int32_t>(sum);
   CarveStripScratch(s, width, height);
   return 0;
 }
 
-int ReleaseWorkState(BokehHandle *handle) {
-  BlurWorkState *s = handle->work;
+int ReleaseWorkState(BlurWorkState **work) {
+  BlurWorkState *s = *work;
   if (!s) return 0;
   FreeBuffer(&s->kernel);
   FreeBuffer(&s->Src_copy);
@@ -189,7 +189,7 @@ int ReleaseWorkState(BokehHandle *handle) {
   FreeBuffer(&s->tempim_uv);
   FreeBuffer(&s->smooth_img);
   Free(s);
-  handle->work = nullptr;
+  *work = nullptr;
   return 0;
 }
 

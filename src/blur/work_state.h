@@ -39,20 +39,19 @@ struct BlurWorkState {
   StripScratch strip[2 * kStripsPerPlane];
 };
 
-struct BokehHandle;
-
 // Builds the working state for a width x height frame (SmoothWinSize taken
-// from the init record) and attaches it to the handle; adds the working
-// buffers' bytes to the handle's buffer sum. 0 on success, 1 on failure (the
-// buffers made so far stay attached for ReleaseWorkState).
-int CreateWorkState(BokehHandle *handle, int32_t width, int32_t height, int32_t smooth_win_size);
+// from the init record) into *work; adds the working buffers' bytes to
+// *buffer_sum. 0 on success, 1 on failure (*work then holds the buffers made
+// so far, or null, for ReleaseWorkState).
+int CreateWorkState(BlurWorkState **work, int32_t *buffer_sum, int32_t width, int32_t height,
+                    int32_t smooth_win_size);
 
 // Fills state->kernel (SmoothWinSize taps) with the integer Gaussian and logs
 // the "sigma:" line.
 void BuildGaussianKernel(BlurWorkState *state);
 
-// Frees every buffer that exists, then the state. Always 0.
-int ReleaseWorkState(BokehHandle *handle);
+// Frees every buffer that exists, then the state, and clears *work. Always 0.
+int ReleaseWorkState(BlurWorkState **work);
 
 // Scaling ratio asked for by "persist.vendor.cam.prebokeh_ratio" that a
 // width x height frame can use; 1 when unset, invalid or not applicable.

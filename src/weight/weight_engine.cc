@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "api/diagnostics.h"
+#include "platform/diagnostics.h"
 #include "blur/smooth.h"
 #include "platform/alloc.h"
 #include "platform/log.h"

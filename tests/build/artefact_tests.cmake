@@ -3,6 +3,8 @@
 #   build.dynamic  no RPATH/RUNPATH, no text relocations, non-executable stack,
 #                  and only the allowed NEEDED libraries
 #   build.install  install tree, and consumers built with find_package and pkg-config
+#   build.layers   source folders include only the folders below them
+#   build.scalar_only  a PREVIEWBOKEH_SCALAR_ONLY library holds no vector kernel
 # Binutils are the toolchain's own (aarch64-linux-gnu-* in a cross build).
 
 set(PB_CHECK_DIR ${CMAKE_CURRENT_LIST_DIR})
@@ -73,5 +75,23 @@ add_test(NAME build.install
     -DPUBLIC_HEADERS_DIR=${CMAKE_SOURCE_DIR}/include/previewbokeh
     -P ${PB_CHECK_DIR}/check_install.cmake)
 
-set_tests_properties(build.exports build.dynamic build.install PROPERTIES
-  LABELS build TIMEOUT 300)
+add_test(NAME build.layers
+  COMMAND ${CMAKE_COMMAND} -DSRC=${CMAKE_SOURCE_DIR}/src -P ${PB_CHECK_DIR}/check_layers.cmake)
+
+# A second build of the library: once per host toolchain, not per sanitizer.
+if(NOT PREVIEWBOKEH_SANITIZE)
+  add_test(NAME build.scalar_only
+    COMMAND ${CMAKE_COMMAND}
+      -DSOURCE_DIR=${CMAKE_SOURCE_DIR}
+      -DWORK_DIR=${CMAKE_CURRENT_BINARY_DIR}/scalar_only_check
+      -DGENERATOR=${CMAKE_GENERATOR}
+      -DMAKE_PROGRAM=${CMAKE_MAKE_PROGRAM}
+      -DTOOLCHAIN_FILE=${CMAKE_TOOLCHAIN_FILE}
+      -DCXX=${CMAKE_CXX_COMPILER}
+      -DNM=${CMAKE_NM}
+      -P ${PB_CHECK_DIR}/check_scalar_only.cmake)
+  set_tests_properties(build.scalar_only PROPERTIES LABELS build TIMEOUT 600)
+endif()
+
+set_tests_properties(build.exports build.dynamic build.install build.layers
+  PROPERTIES LABELS build TIMEOUT 300)

@@ -1,4 +1,4 @@
-#include "api/diagnostics.h"
+#include "platform/diagnostics.h"
 
 #include <cerrno>
 #include <cmath>

@@ -1,7 +1,7 @@
 // Monotonic clock, timestamps and the raw image dumps switched on by the
 // "persist.vendor.cam.prebokeh_save" property.
-#ifndef PREVIEWBOKEH_API_DIAGNOSTICS_H_
-#define PREVIEWBOKEH_API_DIAGNOSTICS_H_
+#ifndef PREVIEWBOKEH_PLATFORM_DIAGNOSTICS_H_
+#define PREVIEWBOKEH_PLATFORM_DIAGNOSTICS_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -26,4 +26,4 @@ void DumpImage(const char *switch_property, const char *required, const char *pa
 
 }  // namespace pb
 
-#endif  // PREVIEWBOKEH_API_DIAGNOSTICS_H_
+#endif  // PREVIEWBOKEH_PLATFORM_DIAGNOSTICS_H_
