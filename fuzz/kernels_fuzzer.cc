@@ -5,10 +5,11 @@
 // garbage for the two, so a kernel that reads scratch it did not write shows
 // up as a difference too.
 //
-// Covered: the luma and chroma smoothing, the full-resolution composites and,
-// for every ratio whose kernels are in the table, the downscale and
-// upscale-composite kernels of both planes, the weight map and the disparity
-// minimum/maximum.
+// Covered: every entry of the kernel table against the same entry of the
+// scalar table: the luma and chroma smoothing, the fused smoothing and
+// composite, the full-resolution composites, for every reduced ratio the
+// downscale and upscale-composite kernels of both planes, the weight map and
+// the disparity minimum/maximum.
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -94,6 +95,9 @@ void CheckSame(const char *what, const std::vector<uint8_t> &a, const std::vecto
   if (d >= 0) Fail(what, d / width, d % width, static_cast<long>(a[d]) << 8 | b[d]);
 }
 
+const pb::KernelTable &Scalar() { return pb::ScalarKernelTable(); }
+const pb::KernelTable &Vector() { return pb::VectorKernelTable(); }
+
 void FuzzSmooth(Input &in, bool chroma) {
   const int32_t width = Width(in, chroma ? 2 : 1);
   const int32_t height = width > 200 ? in.Range(1, 4) : in.Range(1, 12);
@@ -109,17 +113,12 @@ void FuzzSmooth(Input &in, bool chroma) {
   auto out_c = before, out_v = before;
   auto pad_c = Garbage(padded_bytes, 0x00), pad_v = Garbage(padded_bytes, 0xa5);
   auto int_c = Garbage(inter_bytes, 0x3c), int_v = Garbage(inter_bytes, 0xc3);
-  if (chroma) {
-    pb::SmoothChroma_C(input.data(), pad_c.data(), out_c.data(), width, height, taps.data(), h, h,
-                       int_c.data(), first, last);
-    pb::SmoothChroma_NEON(input.data(), pad_v.data(), out_v.data(), width, height, taps.data(), h,
-                          h, int_v.data(), first, last);
-  } else {
-    pb::SmoothLuma_C(input.data(), pad_c.data(), out_c.data(), width, height, taps.data(), h, h,
-                     int_c.data(), first, last);
-    pb::SmoothLuma_NEON(input.data(), pad_v.data(), out_v.data(), width, height, taps.data(), h,
-                        h, int_v.data(), first, last);
-  }
+  const pb::SmoothFn c = chroma ? Scalar().smooth.chroma : Scalar().smooth.luma;
+  const pb::SmoothFn v = chroma ? Vector().smooth.chroma : Vector().smooth.luma;
+  c(input.data(), pad_c.data(), out_c.data(), width, height, taps.data(), h, h, int_c.data(),
+    first, last);
+  v(input.data(), pad_v.data(), out_v.data(), width, height, taps.data(), h, h, int_v.data(),
+    first, last);
   CheckSame(chroma ? "SmoothChroma vector != scalar" : "SmoothLuma vector != scalar", out_c, out_v,
             width);
 }
@@ -136,19 +135,51 @@ void FuzzCompose(Input &in, bool chroma) {
   const auto weights = Weights(in, chroma ? 2 * plane : plane);  // luma resolution
   const auto before = Bytes(in, plane);
   auto out_c = before, out_v = before;
-  if (chroma) {
-    pb::ComposeChroma_C(src.data(), width, height, width, height, weights.data(), blurred.data(),
-                        out_c.data(), first, last, alpha);
-    pb::ComposeChroma_NEON(src.data(), width, height, width, height, weights.data(),
-                           blurred.data(), out_v.data(), first, last, alpha);
-  } else {
-    pb::ComposeLuma_C(src.data(), width, height, width, height, weights.data(), blurred.data(),
-                      out_c.data(), first, last, alpha);
-    pb::ComposeLuma_NEON(src.data(), width, height, width, height, weights.data(), blurred.data(),
-                         out_v.data(), first, last, alpha);
-  }
+  const pb::ComposeKernel c = chroma ? Scalar().compose.chroma : Scalar().compose.luma;
+  const pb::ComposeKernel v = chroma ? Vector().compose.chroma : Vector().compose.luma;
+  c(src.data(), width, height, width, height, weights.data(), blurred.data(), out_c.data(), first,
+    last, alpha);
+  v(src.data(), width, height, width, height, weights.data(), blurred.data(), out_v.data(), first,
+    last, alpha);
   CheckSame(chroma ? "ComposeChroma vector != scalar" : "ComposeLuma vector != scalar", out_c,
             out_v, width);
+}
+
+// The fused smoothing and composite of the full-resolution path; now and then
+// in place (dst is the input plane), which the vector form must notice.
+void FuzzSmoothCompose(Input &in, bool chroma) {
+  const int32_t width = Width(in, chroma ? 2 : 1);
+  const int32_t height = width > 200 ? in.Range(1, 4) : in.Range(1, 12);
+  int32_t h = 0;
+  const std::vector<uint16_t> taps = Taps(in, &h);
+  const int32_t first = in.Range(0, height - 1);
+  const int32_t last = in.Range(first, height - 1);
+  const uint8_t alpha = in.Range(0, 1) ? in.Byte() : static_cast<uint8_t>(in.Range(0, 128));
+  const bool in_place = in.Range(0, 7) == 0;
+  const size_t plane = static_cast<size_t>(width) * height;
+  const auto input = Bytes(in, plane);
+  const auto weights = Weights(in, chroma ? 2 * plane : plane);
+  const auto before = Bytes(in, plane);
+  const size_t padded_bytes = chroma ? pb::SmoothChromaPaddedBytes(width, height, h)
+                                     : pb::SmoothLumaPaddedBytes(width, height, h);
+  const size_t inter_bytes = pb::SmoothIntermediateBytes(width, height, h);
+  auto out_c = in_place ? input : before, out_v = out_c;
+  auto in_c = input, in_v = input;
+  auto pad_c = Garbage(padded_bytes, 0x00), pad_v = Garbage(padded_bytes, 0xa5);
+  auto int_c = Garbage(inter_bytes, 0x3c), int_v = Garbage(inter_bytes, 0xc3);
+  auto sm_c = Garbage(plane, 0x5a), sm_v = Garbage(plane, 0x96);
+  const pb::SmoothComposeFn c =
+      chroma ? Scalar().smooth_compose.chroma : Scalar().smooth_compose.luma;
+  const pb::SmoothComposeFn v =
+      chroma ? Vector().smooth_compose.chroma : Vector().smooth_compose.luma;
+  uint8_t *dst_c = in_place ? in_c.data() : out_c.data();
+  uint8_t *dst_v = in_place ? in_v.data() : out_v.data();
+  c(in_c.data(), pad_c.data(), sm_c.data(), width, height, taps.data(), h, h, int_c.data(), first,
+    last, weights.data(), alpha, dst_c);
+  v(in_v.data(), pad_v.data(), sm_v.data(), width, height, taps.data(), h, h, int_v.data(), first,
+    last, weights.data(), alpha, dst_v);
+  CheckSame(chroma ? "SmoothComposeChroma vector != scalar" : "SmoothComposeLuma vector != scalar",
+            in_place ? in_c : out_c, in_place ? in_v : out_v, width);
 }
 
 // A frame size that the reduced path accepts at ratio n (width a multiple of
@@ -172,8 +203,8 @@ void FuzzReduced(Input &in, bool upscale) {
   static const int kRatios[] = {2, 4, 6, 8};
   const int n = in.Pick(kRatios);
   const bool chroma = in.Bool();
-  const pb::ReducedKernels &kc = *pb::ReducedKernelsFor(pb::ScalarKernelTable(), n);
-  const pb::ReducedKernels &kv = *pb::ReducedKernelsFor(pb::VectorKernelTable(), n);
+  const pb::ReducedKernels &kc = *pb::ReducedKernelsFor(Scalar(), n);
+  const pb::ReducedKernels &kv = *pb::ReducedKernelsFor(Vector(), n);
   const ReducedPlane p = PlaneFor(in, n, chroma);
   const size_t plane = static_cast<size_t>(p.width) * p.height;
   const size_t low = static_cast<size_t>(p.low_width) * p.low_height;
@@ -232,9 +263,9 @@ void FuzzWeights(Input &in) {
   const uint8_t gain = in.Bool() ? 128 : in.Byte();
   const auto src = Bytes(in, static_cast<size_t>(src_width) * src_height);
   std::vector<uint16_t> out_c(static_cast<size_t>(width) * height, 0xbeef), out_v(out_c);
-  pb::ComputeWeights_C(width, height, sel_x, sel_y, first, last, out_c.data(), src_width,
-                       src_height, band_scale, gain, src.data());
-  pb::ComputeWeights_NEON(width, height, sel_x, sel_y, first, last, out_v.data(), src_width,
+  Scalar().weight.compute(width, height, sel_x, sel_y, first, last, out_c.data(), src_width,
+                          src_height, band_scale, gain, src.data());
+  Vector().weight.compute(width, height, sel_x, sel_y, first, last, out_v.data(), src_width,
                           src_height, band_scale, gain, src.data());
   const long d = FirstDifference(out_c.data(), out_v.data(), out_c.size() * sizeof out_c[0]);
   if (d >= 0) {
@@ -242,8 +273,8 @@ void FuzzWeights(Input &in) {
   }
 
   uint8_t min_c = 0, max_c = 0, min_v = 0, max_v = 0;
-  pb::DisparityMinMax_C(src.data(), static_cast<int32_t>(src.size()), &min_c, &max_c);
-  pb::DisparityMinMax_NEON(src.data(), static_cast<int32_t>(src.size()), &min_v, &max_v);
+  Scalar().disparity.min_max(src.data(), static_cast<int32_t>(src.size()), &min_c, &max_c);
+  Vector().disparity.min_max(src.data(), static_cast<int32_t>(src.size()), &min_v, &max_v);
   if (min_c != min_v || max_c != max_v) Fail("DisparityMinMax vector != scalar", min_c, max_c);
 }
 
@@ -252,7 +283,7 @@ void FuzzWeights(Input &in) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   pb::hooks::StartLogCapture();  // refused arguments log; keep the output quiet
   Input in(data, size);
-  switch (in.Range(0, 8)) {
+  switch (in.Range(0, 10)) {
     case 0:
       FuzzSmooth(in, false);
       break;
@@ -272,6 +303,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     case 6:
     case 7:
       FuzzReduced(in, true);
+      break;
+    case 8:
+      FuzzSmoothCompose(in, false);
+      break;
+    case 9:
+      FuzzSmoothCompose(in, true);
       break;
     default:
       FuzzWeights(in);
