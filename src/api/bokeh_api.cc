@@ -46,7 +46,7 @@ int InitHandle(BokehHandle *h, BokehInitParams *params) {
     PB_LOGD("pThreadArg malloc error\n");
     return 1;
   }
-  if (PoolCreate(&h->pool, h->thread_count) != 0) {
+  if (PoolCreate(&h->pool, h->thread_count, 2 * h->thread_count) != 0) {
     h->pool = nullptr;  // creation freed the object
     PB_LOGD("pool_init error\n");
     return 1;

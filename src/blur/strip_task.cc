@@ -14,10 +14,7 @@ namespace {
 void RunStrip(StripTaskArgs *a, DownscaleKernel downscale, SmoothFn smooth,
               ComposeKernel compose, SmoothComposeFn fused) {
   const int32_t h = a->window_size / 2;
-  if (a->first_row > a->last_row) {
-    PoolSignalCompletion(a->pool);
-    return;
-  }
+  if (a->first_row > a->last_row) return;
   if (downscale) {
     // Reduce the rows the smoothing will read (strip plus halo) into this
     // strip's private plane, publish the rows this strip owns in the shared
@@ -50,7 +47,6 @@ void RunStrip(StripTaskArgs *a, DownscaleKernel downscale, SmoothFn smooth,
     compose(a->src, a->width, a->height, a->working_width, a->working_height, a->weight_map,
             a->smoothed, a->dst, a->first_row, a->last_row, a->alpha);
   }
-  PoolSignalCompletion(a->pool);
 }
 
 }  // namespace
