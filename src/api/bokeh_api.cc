@@ -3,6 +3,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 
 #include <dlfcn.h>
 
@@ -74,6 +75,9 @@ extern "C" PREVIEWBOKEH_EXPORT int iBokehInit(void **handle, BokehInitParams *pa
   if (!handle || !params) return 1;
 
   pb::SetProperty("vendor.cam.dualmode", "high_mode");
+  // Loads the time zone now rather than in the first frame's dump timestamp
+  // (localtime_r), where loading it would allocate.
+  tzset();
   PB_LOGD("Open execute finish !\n");
 
   auto *h = static_cast<BokehHandle *>(pb::Calloc(1, sizeof(BokehHandle)));
