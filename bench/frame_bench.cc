@@ -172,7 +172,6 @@ void BM_Frame(benchmark::State &state, int width, int height, int ratio, bool sc
 // 2 threads, as a frame runs them, each reading its source rows (luma: and
 // the weight map rows) and writing its destination rows once.
 struct FloorStrip {
-  pb::ThreadPool *pool;
   const uint8_t *src;
   const uint16_t *weights;  // luma strips only
   uint8_t *dst;
@@ -188,14 +187,13 @@ void *FloorTask(void *arg) {
   } else {
     for (size_t i = 0; i < s->bytes; ++i) s->dst[i] = static_cast<uint8_t>(s->src[i] + 1);
   }
-  pb::PoolSignalCompletion(s->pool);
   return nullptr;
 }
 
 void BM_MemoryFloor(benchmark::State &state, int width, int height) {
   FrameBuffers &b = Buffers(width, height);
   pb::ThreadPool *pool = nullptr;
-  if (pb::PoolCreate(&pool, 2) != 0) {
+  if (pb::PoolCreate(&pool, 2, 4) != 0) {
     state.SkipWithError("PoolCreate failed");
     return;
   }
@@ -205,10 +203,10 @@ void BM_MemoryFloor(benchmark::State &state, int width, int height) {
   const uint8_t *src = b.src_data();
   uint8_t *dst = b.dst_data();
   FloorStrip strips[4] = {
-      {pool, src, b.weights.data(), dst, luma_half},
-      {pool, src + luma_half, b.weights.data() + luma_half, dst + luma_half, luma - luma_half},
-      {pool, src + luma, nullptr, dst + luma, chroma_half},
-      {pool, src + luma + chroma_half, nullptr, dst + luma + chroma_half, luma / 2 - chroma_half},
+      {src, b.weights.data(), dst, luma_half},
+      {src + luma_half, b.weights.data() + luma_half, dst + luma_half, luma - luma_half},
+      {src + luma, nullptr, dst + luma, chroma_half},
+      {src + luma + chroma_half, nullptr, dst + luma + chroma_half, luma / 2 - chroma_half},
   };
   TimeFrames(state, Label(width, height, "floor"), [&] {
     pb::PoolResetCompletion(pool);

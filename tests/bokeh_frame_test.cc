@@ -1,7 +1,6 @@
 // Whole frames through the public interface: the full-resolution path against
 // a plain single-threaded model, the reduced path against the whole-plane
-// kernels, every frame allocation failing in turn, and disparity to blurred
-// frame through the weight engine.
+// kernels, and disparity to blurred frame through the weight engine.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -121,28 +120,6 @@ INSTANTIATE_TEST_SUITE_P(Ratios, ReducedFrames,
                                            RatioCase{6, 144, 96}, RatioCase{6, 1920, 1080},
                                            RatioCase{8, 256, 128}, RatioCase{8, 1920, 1080},
                                            RatioCase{4, 1000, 100}));
-
-// A frame allocates only the pool's job records. When one cannot be
-// allocated its strip runs on the caller's thread and the frame is the same.
-TEST(BokehCalls, EveryFrameAllocationFailingInTurn) {
-  const int width = 96, height = 64;
-  Bokeh bokeh(width, height);
-  ASSERT_EQ(bokeh.status, 0);
-  const auto src = pbtest::RandomBytes(width * height * 3 / 2, 11);
-  const auto weights = pbtest::RandomWeights(width * height, 4, 1024);
-  std::vector<uint8_t> model(src.size(), 0x5A);
-  pbtest::ModelFrame(src.data(), weights.data(), width, height, 128, model.data());
-  const long before = pb::hooks::AllocationCount();
-  bokeh.Blur(src, weights, 2, false);
-  const long per_frame = pb::hooks::AllocationCount() - before;
-  EXPECT_EQ(per_frame, 4) << "a frame allocates one record per strip task";
-  for (long nth = 1; nth <= per_frame; ++nth) {
-    pb::hooks::FailAllocation(nth);
-    const auto out = bokeh.Blur(src, weights, 2, false);
-    pb::hooks::FailAllocation(0);
-    EXPECT_EQ(out, model) << nth;
-  }
-}
 
 class DisparityToBokeh : public ::testing::TestWithParam<int> {};
 

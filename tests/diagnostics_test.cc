@@ -37,10 +37,14 @@ TEST(HostLog, OneLinePerCallWithPriorityLetter) {
     pb::Log(c.priority, "%s", c.message);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), c.expected);
   }
-  testing::internal::CaptureStderr();
-  pb::Log(3, "%d-%s-%.3f\n", 42, std::string(600, 'x').c_str(), 1.5);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "D/PreviewBokeh: 42-" + std::string(600, 'x') + "-1.500\n");
+  // Past the formatting buffer, and past the line buffer of the host writer.
+  for (size_t length : {600, 998, 999, 2000}) {
+    testing::internal::CaptureStderr();
+    pb::Log(3, "%d-%s-%.3f\n", 42, std::string(length, 'x').c_str(), 1.5);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "D/PreviewBokeh: 42-" + std::string(length, 'x') + "-1.500\n")
+        << length;
+  }
 }
 
 TEST(HostProperties, EnvironmentSeedsAndStoreOverrides) {
@@ -59,6 +63,19 @@ TEST(HostProperties, EnvironmentSeedsAndStoreOverrides) {
   pb::GetProperty("persist.vendor.cam.pb_test-x", value);
   EXPECT_STREQ(value, "from-env");
   unsetenv("PERSIST_VENDOR_CAM_PB_TEST_X");
+
+  // Names of up to 255 characters have an environment variable; longer ones
+  // only an in-process value.
+  for (size_t length : {255, 256}) {
+    const std::string name = "p." + std::string(length - 2, 'q');
+    const std::string env = "P_" + std::string(length - 2, 'Q');
+    setenv(env.c_str(), "long", 1);
+    EXPECT_EQ(pb::GetProperty(name.c_str(), value), length <= 255 ? 4 : 0) << length;
+    EXPECT_EQ(pb::SetProperty(name.c_str(), "set"), 0);
+    EXPECT_EQ(pb::GetProperty(name.c_str(), value), 3) << length;
+    unsetenv(env.c_str());
+  }
+  pb::hooks::ResetProperties();
 }
 
 class Dumps : public ::testing::Test {

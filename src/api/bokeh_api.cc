@@ -3,6 +3,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 
 #include <dlfcn.h>
 
@@ -46,7 +47,7 @@ int InitHandle(BokehHandle *h, BokehInitParams *params) {
     PB_LOGD("pThreadArg malloc error\n");
     return 1;
   }
-  if (PoolCreate(&h->pool, h->thread_count) != 0) {
+  if (PoolCreate(&h->pool, h->thread_count, 2 * h->thread_count) != 0) {
     h->pool = nullptr;  // creation freed the object
     PB_LOGD("pool_init error\n");
     return 1;
@@ -76,6 +77,9 @@ extern "C" PREVIEWBOKEH_EXPORT int iBokehInit(void **handle, BokehInitParams *pa
   if (!handle || !params) return 1;
 
   pb::SetProperty("vendor.cam.dualmode", "high_mode");
+  // Loads the time zone now rather than in the first frame's dump timestamp
+  // (localtime_r), where loading it would allocate.
+  tzset();
   PB_LOGD("Open execute finish !\n");
 
   auto *h = static_cast<BokehHandle *>(pb::Calloc(1, sizeof(BokehHandle)));

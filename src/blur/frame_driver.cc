@@ -30,7 +30,6 @@ void QueuePlane(const FrameResources &r, StripTaskArgs *records, bool chroma, co
   for (int32_t i = 0; i < n; ++i) {
     StripTaskArgs &a = records[i];
     const StripScratch &scratch = ws->strip[(chroma ? kStripsPerPlane : 0) + i];
-    a.pool = r.pool;
     a.strip_index = static_cast<uint32_t>(i);
     a.first_row = i * rows;
     a.last_row = a.first_row + rows - 1;

@@ -21,10 +21,7 @@ struct PlaneKernels {
 
 void RunStrip(StripTaskArgs *a, const PlaneKernels &k) {
   const int32_t h = a->window_size / 2;
-  if (a->first_row > a->last_row) {
-    PoolSignalCompletion(a->pool);
-    return;
-  }
+  if (a->first_row > a->last_row) return;
   if (k.downscale) {
     // Reduce the rows the smoothing will read (strip plus halo) into this
     // strip's private plane, publish the rows this strip owns in the shared
@@ -50,7 +47,6 @@ void RunStrip(StripTaskArgs *a, const PlaneKernels &k) {
     k.fused(a->src, a->padded, a->smoothed, a->width, a->height, a->kernel, h, h,
             a->intermediate, a->first_row, a->last_row, a->weight_map, a->alpha, a->dst);
   }
-  PoolSignalCompletion(a->pool);
 }
 
 }  // namespace

@@ -5,12 +5,9 @@
 
 #include <cstdint>
 
-#include "pool/thread_pool.h"
-
 namespace pb {
 
 struct StripTaskArgs {
-  ThreadPool *pool;
   uint32_t strip_index;
   int32_t first_row;  // full-resolution rows of the plane, inclusive
   int32_t last_row;
@@ -37,7 +34,7 @@ struct StripTaskArgs {
   int32_t owned_low_last;
 };
 
-// Pool routines; arg is a StripTaskArgs. Both signal completion once, last.
+// Pool routines; arg is a StripTaskArgs.
 void *LumaStripTask(void *arg);
 void *ChromaStripTask(void *arg);
 

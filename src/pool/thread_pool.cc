@@ -1,5 +1,7 @@
 #include "pool/thread_pool.h"
 
+#include <pthread.h>
+
 #include <atomic>
 #include <cstring>
 
@@ -8,12 +10,44 @@
 #include "pool/thread_pool_internal.h"
 
 namespace pb {
+
+// A queued job. Its slot is free again as soon as a worker has taken it.
+struct PoolJob {
+  void *(*routine)(void *);
+  void *arg;
+};
+
+struct PoolThreadArg {
+  int64_t index;
+  ThreadPool *pool;
+};
+
+// One allocation holds the record and, right behind it, its job slots.
+struct ThreadPool {
+  pthread_mutex_t queue_lock;  // job slots, queue head, queued count, shutdown
+  pthread_cond_t queue_ready;
+  pthread_mutex_t pro_lock;  // completion counter
+  pthread_cond_t pro_ready;
+  PoolJob *slots;  // ring of slot_count slots; the queue starts at queue_head
+  int32_t slot_count;
+  int32_t queue_head;
+  int32_t shutdown;
+  pthread_t *threadid;
+  int32_t *thread_creatflag;
+  int32_t thread_count;
+  int32_t queued_count;
+  int32_t completed;
+  PoolThreadArg thread_args[kMaxPoolThreads];
+};
+
 namespace {
 
 std::atomic<uint32_t> g_create_fail_mask{0};
 std::atomic<int> g_create_fail_error{0};
 std::atomic<uint32_t> g_join_fail_mask{0};
 std::atomic<int> g_join_fail_error{0};
+std::atomic<void (*)(void *)> g_shutdown_fn{nullptr};
+std::atomic<void *> g_shutdown_arg{nullptr};
 
 // Error injected by a test for thread `index`, or 0.
 int InjectedError(const std::atomic<uint32_t> &mask, const std::atomic<int> &error,
@@ -21,10 +55,12 @@ int InjectedError(const std::atomic<uint32_t> &mask, const std::atomic<int> &err
   return (mask.load() >> index) & 1u ? error.load() : 0;
 }
 
+void *Worker(void *arg);
+
 int CreateThread(pthread_t *id, int32_t index, void *arg) {
   const int injected = InjectedError(g_create_fail_mask, g_create_fail_error, index);
   if (injected != 0) return injected;
-  return pthread_create(id, nullptr, PoolWorker, arg);
+  return pthread_create(id, nullptr, Worker, arg);
 }
 
 int JoinThread(pthread_t id, int32_t index) {
@@ -54,9 +90,16 @@ void DestroySync(ThreadPool *p) {
   pthread_cond_destroy(&p->pro_ready);
 }
 
-}  // namespace
+// Counts one finished job and wakes the waiter.
+void SignalCompletion(ThreadPool *pool) {
+  pthread_mutex_lock(&pool->pro_lock);
+  pool->completed++;
+  pthread_mutex_unlock(&pool->pro_lock);
+  pthread_cond_signal(&pool->pro_ready);
+}
 
-void *PoolWorker(void *arg) {
+// The routine of every pool thread; arg is the thread's PoolThreadArg.
+void *Worker(void *arg) {
   ThreadPool *pool = static_cast<PoolThreadArg *>(arg)->pool;
   pthread_mutex_lock(&pool->queue_lock);
   for (;;) {
@@ -67,24 +110,27 @@ void *PoolWorker(void *arg) {
       }
       pthread_cond_wait(&pool->queue_ready, &pool->queue_lock);
     }
-    // Shutdown wins over queued work: what is still queued is freed by destroy.
+    // Shutdown wins over queued work: what is still queued is dropped.
     if (pool->shutdown) {
       pthread_mutex_unlock(&pool->queue_lock);
       return nullptr;
     }
-    PoolJob *job = pool->queue_head;
+    // Copy the job out so that its slot is free while the routine runs.
+    const PoolJob job = pool->slots[pool->queue_head];
+    pool->queue_head = pool->queue_head + 1 == pool->slot_count ? 0 : pool->queue_head + 1;
     pool->queued_count--;
-    pool->queue_head = job->next;
     pthread_mutex_unlock(&pool->queue_lock);
 
-    job->routine(job->arg);
-    Free(job);
+    job.routine(job.arg);
+    SignalCompletion(pool);
 
     pthread_mutex_lock(&pool->queue_lock);
   }
 }
 
-int PoolCreate(ThreadPool **pool, int32_t n) {
+}  // namespace
+
+int PoolCreate(ThreadPool **pool, int32_t n, int32_t job_slots) {
   if (pool == nullptr) {
     PB_LOGD("pool create: null pool pointer\n");
     return -1;
@@ -93,14 +139,22 @@ int PoolCreate(ThreadPool **pool, int32_t n) {
     PB_LOGD("pool create: thread count %d outside 0..%d\n", n, kMaxPoolThreads);
     return -1;
   }
+  if (job_slots < 0 || job_slots > kMaxPoolJobSlots) {
+    PB_LOGD("pool create: job slots %d outside 0..%d\n", job_slots, kMaxPoolJobSlots);
+    return -1;
+  }
 
-  ThreadPool *p = static_cast<ThreadPool *>(Malloc(sizeof(ThreadPool)));
+  // sizeof(ThreadPool) is a multiple of its alignment, which is at least
+  // PoolJob's, so the slots behind the record are aligned.
+  static_assert(alignof(ThreadPool) >= alignof(PoolJob), "slots follow the record");
+  const size_t bytes = sizeof(ThreadPool) + sizeof(PoolJob) * static_cast<size_t>(job_slots);
+  ThreadPool *p = static_cast<ThreadPool *>(Malloc(bytes));
   if (p == nullptr) {
     PB_LOGD("can't alloc thread pool\n");
     return -1;
   }
   *pool = p;
-  std::memset(static_cast<void *>(p), 0, sizeof(ThreadPool));
+  std::memset(static_cast<void *>(p), 0, bytes);
 
   // Objects initialised before a failing one are left as they are.
   int err = pthread_mutex_init(&p->queue_lock, nullptr);
@@ -128,7 +182,9 @@ int PoolCreate(ThreadPool **pool, int32_t n) {
     return -1;
   }
 
-  p->queue_head = nullptr;
+  p->slots = reinterpret_cast<PoolJob *>(p + 1);
+  p->slot_count = job_slots;
+  p->queue_head = 0;
   p->thread_count = n;
   p->queued_count = 0;
   p->shutdown = 0;
@@ -178,25 +234,18 @@ int PoolAddJob(ThreadPool *pool, void *(*routine)(void *), void *arg) {
     PB_LOGD("pool add job: null %s\n", pool == nullptr ? "pool" : "routine");
     return -1;
   }
-  PoolJob *job = static_cast<PoolJob *>(Malloc(sizeof(PoolJob)));
-  if (job == nullptr) {
+  pthread_mutex_lock(&pool->queue_lock);
+  if (pool->queued_count == pool->slot_count) {
+    pthread_mutex_unlock(&pool->queue_lock);
     // The frame waits for every job it queued, so the job must run somewhere.
-    PB_LOGD("can't alloc pool job, running it on the caller's thread\n");
+    PB_LOGD("pool job slots full, running the job on the caller's thread\n");
     routine(arg);
+    SignalCompletion(pool);
     return 0;
   }
-  job->routine = routine;
-  job->arg = arg;
-  job->next = nullptr;
-
-  pthread_mutex_lock(&pool->queue_lock);
-  if (pool->queue_head == nullptr) {
-    pool->queue_head = job;
-  } else {
-    PoolJob *last = pool->queue_head;
-    while (last->next != nullptr) last = last->next;
-    last->next = job;
-  }
+  int32_t tail = pool->queue_head + pool->queued_count;
+  if (tail >= pool->slot_count) tail -= pool->slot_count;
+  pool->slots[tail] = PoolJob{routine, arg};
   pool->queued_count++;
   pthread_mutex_unlock(&pool->queue_lock);
   pthread_cond_signal(&pool->queue_ready);
@@ -217,6 +266,7 @@ int PoolDestroy(ThreadPool *pool) {
   pool->shutdown = 1;
   pthread_mutex_unlock(&pool->queue_lock);
   pthread_cond_broadcast(&pool->queue_ready);
+  if (void (*fn)(void *) = g_shutdown_fn.load()) fn(g_shutdown_arg.load());
 
   int result = 0;
   for (int32_t i = 0; i < pool->thread_count; ++i) {
@@ -230,14 +280,9 @@ int PoolDestroy(ThreadPool *pool) {
     }
   }
 
+  // Jobs still in their slots go with the record.
   Free(pool->threadid);
   Free(pool->thread_creatflag);
-  PoolJob *job = pool->queue_head;
-  while (job != nullptr) {
-    PoolJob *next = job->next;
-    Free(job);
-    job = next;
-  }
   DestroySync(pool);
   Free(pool);
   return result;
@@ -251,17 +296,6 @@ void PoolResetCompletion(ThreadPool *pool) {
   pthread_mutex_lock(&pool->pro_lock);
   pool->completed = 0;
   pthread_mutex_unlock(&pool->pro_lock);
-}
-
-void PoolSignalCompletion(ThreadPool *pool) {
-  if (pool == nullptr) {
-    PB_LOGD("pool signal completion: null pool\n");
-    return;
-  }
-  pthread_mutex_lock(&pool->pro_lock);
-  pool->completed++;
-  pthread_mutex_unlock(&pool->pro_lock);
-  pthread_cond_signal(&pool->pro_ready);
 }
 
 void PoolWaitCompletion(ThreadPool *pool, int32_t target) {
@@ -284,6 +318,11 @@ void FailThreadCreate(uint32_t index_mask, int error) {
 void FailThreadJoin(uint32_t index_mask, int error) {
   g_join_fail_error.store(error);
   g_join_fail_mask.store(index_mask);
+}
+
+void OnPoolShutdown(void (*fn)(void *), void *arg) {
+  g_shutdown_arg.store(arg);
+  g_shutdown_fn.store(fn);
 }
 
 }  // namespace hooks

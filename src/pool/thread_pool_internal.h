@@ -6,10 +6,6 @@
 #include <cstdint>
 
 namespace pb {
-
-// The routine every pool thread runs; arg is the thread's PoolThreadArg.
-void *PoolWorker(void *arg);
-
 namespace hooks {
 
 // From now on, creating pool thread i fails with `error` (no thread is
@@ -20,6 +16,10 @@ void FailThreadCreate(uint32_t index_mask, int error);
 // index_mask. The thread is still joined for real first, so nothing is left
 // running. A mask of 0 disarms.
 void FailThreadJoin(uint32_t index_mask, int error);
+
+// From now on, PoolDestroy calls fn(arg) once it has told the workers to stop
+// and before it joins them. A null fn disarms.
+void OnPoolShutdown(void (*fn)(void *), void *arg);
 
 }  // namespace hooks
 }  // namespace pb
