@@ -48,10 +48,12 @@ inline uint8x8_t BlendAnyWeight(uint16x8_t w, uint8x8_t s, uint8x8_t b) {
 bool RowInRange(const uint16_t *m, int32_t n, uint8_t alpha) {
   uint16x8_t mx = vdupq_n_u16(0);
   int32_t x = 0;
-  for (; x + 32 <= n; x += 32) {
-    const uint16x8_t a = vmaxq_u16(vld1q_u16(m + x), vld1q_u16(m + x + 8));
-    const uint16x8_t b = vmaxq_u16(vld1q_u16(m + x + 16), vld1q_u16(m + x + 24));
-    mx = vmaxq_u16(mx, vmaxq_u16(a, b));
+  for (; x + 64 <= n; x += 64) {
+    const uint16x8x4_t a = vld1q_u16_x4(m + x);
+    const uint16x8x4_t b = vld1q_u16_x4(m + x + 32);
+    const uint16x8_t a01 = vmaxq_u16(a.val[0], a.val[1]), a23 = vmaxq_u16(a.val[2], a.val[3]);
+    const uint16x8_t b01 = vmaxq_u16(b.val[0], b.val[1]), b23 = vmaxq_u16(b.val[2], b.val[3]);
+    mx = vmaxq_u16(mx, vmaxq_u16(vmaxq_u16(a01, a23), vmaxq_u16(b01, b23)));
   }
   for (; x < n; x += 8) mx = vmaxq_u16(mx, vld1q_u16(m + x));
   return static_cast<uint32_t>(vmaxvq_u16(mx)) * alpha <= 131135u;
