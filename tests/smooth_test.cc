@@ -214,6 +214,38 @@ TEST_P(SmoothTest, VectorAndFusedMatchReferenceAndModel) {
   }
 }
 
+// Radii 8..32 (a horizontal step reaches h bytes, or 2h for chroma, past its
+// 16 columns): widths around the points where steps stop needing the padded
+// copy at the row ends, where the in-place steps begin and end, and where
+// only padded steps remain; symmetric and asymmetric taps, weights up to
+// 1024 or 65535, alphas 0..255.
+TEST_P(SmoothTest, WideRadiiMatchReferenceNearRowEnds) {
+  const Form f = GetParam();
+  std::mt19937 rng(f.chroma ? 77 : 78);
+  const uint8_t alphas[] = {0, 122, 128, 255};
+  for (const int32_t h : {8, 13, 21, 32}) {
+    const int32_t reach = f.chroma ? 2 * h : h;
+    for (const int32_t base : {16, reach + 15, reach + 32, 2 * reach + 31, 3 * reach + 47,
+                               4 * reach + 40, 1920}) {
+      for (const int32_t delta : {-1, 0, 1}) {
+        int32_t width = std::max(2, base + delta);
+        if (f.chroma) width &= ~1;
+        const int32_t height = 1 + static_cast<int32_t>(rng() % 24);
+        const Kernel k = RandomKernel(rng, h, delta != 0);
+        int32_t first, last;
+        RandomRange(rng, height, &first, &last);
+        const uint8_t alpha = alphas[rng() % 4];
+        SCOPED_TRACE(::testing::Message() << f.name << " " << width << "x" << height << " radius "
+                                          << h << " rows " << first << ".." << last << " alpha "
+                                          << +alpha);
+        CheckPlane(f, RandomPlane(rng, width, height, rng() % 2 ? 65535u : 1024u), k, first,
+                   last, alpha);
+        if (HasFatalFailure()) return;
+      }
+    }
+  }
+}
+
 // Taps over 1024 in total (grouped columns saturate, left-over ones keep the
 // low 8 bits), around the limits of 16-bit split sums on saturated planes
 // (taps 16 * hi + lo: 255 * sum hi, 255 * sum lo and their combination near

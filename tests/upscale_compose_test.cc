@@ -230,6 +230,30 @@ TEST_P(ComposeMember, RefusesUnusableArguments) {
 INSTANTIATE_TEST_SUITE_P(All, ComposeMember, ::testing::ValuesIn(kMembers),
                          [](const ::testing::TestParamInfo<Member> &i) { return i.param.name; });
 
+// Ratio 1: a row whose weights all lie in the range but one, which does not
+// (w = 1025), at every position of the row in turn (even positions for
+// chroma, whose pairs read the even entries): the vector row must see it
+// wherever it is and give the scalar bytes.
+TEST(FullResolutionCompose, OneWeightOutOfRangeAnywhereInTheRow) {
+  std::mt19937 rng(5);
+  for (const Member &m : kMembers) {
+    if (m.n != 1) continue;
+    for (const int width : {70, 1920}) {
+      Frame f(m, width, 1);
+      f.Randomize(rng, 1024);
+      std::fill(f.weight.begin(), f.weight.end(), uint16_t{1024});  // w = 1024 at alpha 128
+      for (int at = 0; at < width; at += m.chroma ? 2 : 1) {
+        f.weight[at] = 1025;  // w = 1025
+        Frame g = f;
+        f.Run(m.scalar, 0, 0, 128);
+        g.Run(m.vector, 0, 0, 128);
+        ASSERT_EQ(f.dst, g.dst) << m.name << " width " << width << " at " << at;
+        f.weight[at] = 1024;
+      }
+    }
+  }
+}
+
 // Ratio 6 weighs the upper row by (256 - fy) & 255: a row whose fraction is
 // 0 (here every row, with as many reduced rows as rows) interpolates to 0.
 TEST(UpscaleKnownAnswers, Ratio6ZeroFractionRow) {

@@ -3,11 +3,11 @@
 // Layout: everything lives in the caller's private intermediate (the shared
 // padded scratch is left alone, so concurrent strips never write the same
 // memory). The intermediate holds a ring of S = min(2h + 1, rows needed)
-// horizontal result rows followed by one padded source row. Each plane row is
-// filtered horizontally once, just before the first output row that needs
-// it, and each output row is produced from the ring as soon as its 2h + 1
-// rows are present, so the working set stays within a few dozen rows. Rows
-// above and below the plane map to the edge rows' ring slots.
+// horizontal result rows (bytes) and one more row. Each plane row is filtered
+// horizontally once, just before the first output row that needs it, and
+// each output row is produced from the ring as soon as its 2h + 1 rows are
+// present, so the working set stays within a few dozen rows. Rows above and
+// below the plane map to the edge rows' ring slots.
 //
 // Arithmetic: both passes compute sums of taps x 8-bit samples.
 //  - 16-bit path (when the taps allow it, which covers the Gaussian and the
@@ -15,20 +15,20 @@
 //    partial sums C = sum th * p and R = sum tl * p are accumulated in 16-bit
 //    lanes without overflow. Then (16C + R + 512) >> 10 ==
 //    (C + (R >> 4) + 32) >> 6 exactly, which is a shift-accumulate and a
-//    rounding narrowing shift. Symmetric kernels add the two samples of each
-//    tap pair first, halving the multiplies.
+//    saturating rounding narrowing shift. Symmetric kernels add the two
+//    samples of each tap pair first (bytes to 16 bits), halving the
+//    multiplies.
 //  - 32-bit path (any taps): 16 x 16 -> 32-bit multiply-accumulate, then a
 //    saturating rounding narrowing shift by 10.
 // Grouped columns saturate to 255; the horizontal left-over columns keep the
 // low 8 bits, computed one at a time as in the reference.
 //
-// Two forms of this layout: where the 16-bit path applies and the
-// intermediate has room, the ring rows and the padded row are 16-bit lanes
-// (each source row is widened once and every tap is a plain load); otherwise
-// they are bytes, widened at every tap. The 16-bit form can also hand each
-// finished row to the full-resolution composite at once (SmoothCompose*), so
-// the smoothed plane is never stored.
-// Radii above 32, and planes too small for the byte form within the
+// Two forms of this layout. The ring form (16-bit path) takes 16 columns a
+// step, reads each plane row in place (chroma still interleaved) and can hand
+// each finished row to the full-resolution composite at once
+// (SmoothCompose*), so the smoothed plane is never stored. The 32-bit path
+// copies each row padded (chroma split into U and V) and takes 8 columns a
+// step. Radii above 32, and planes too small for either within the
 // intermediate, run the scalar code instead (same bytes).
 #include <cstdint>
 #include <cstring>
@@ -80,75 +80,7 @@ void PrepareTaps(const uint16_t *kernel, int32_t h, Taps *tp) {
 }
 
 // Columns [0, end) of one output row, end a multiple of 8; sample j of column
-// x is base[j][x]. 16-bit path; kH >= 0 fixes the radius at compile time.
-template <bool kSymmetric, int kH>
-void DotGroups16(const uint8_t *const *base, const Taps &tp, uint8_t *out, int32_t end) {
-  const int32_t h = kH >= 0 ? kH : tp.h;
-  const int32_t n = 2 * h + 1;
-  const uint16x8_t *hiv = tp.hiv;
-  const uint16x8_t *lov = tp.lov;
-  int32_t x = 0;
-  for (; x + 16 <= end; x += 16) {
-    uint16x8_t c0, c1, r0, r1;
-    if (kSymmetric) {
-      const uint8x16_t m = vld1q_u8(base[h] + x);
-      const uint16x8_t a = vmovl_u8(vget_low_u8(m));
-      const uint16x8_t b = vmovl_u8(vget_high_u8(m));
-      c0 = vmulq_u16(a, hiv[h]);
-      c1 = vmulq_u16(b, hiv[h]);
-      r0 = vmulq_u16(a, lov[h]);
-      r1 = vmulq_u16(b, lov[h]);
-      for (int32_t k = 1; k <= h; ++k) {
-        const uint8x16_t l = vld1q_u8(base[h - k] + x);
-        const uint8x16_t r = vld1q_u8(base[h + k] + x);
-        const uint16x8_t s0 = vaddl_u8(vget_low_u8(l), vget_low_u8(r));
-        const uint16x8_t s1 = vaddl_u8(vget_high_u8(l), vget_high_u8(r));
-        c0 = vmlaq_u16(c0, s0, hiv[h + k]);
-        c1 = vmlaq_u16(c1, s1, hiv[h + k]);
-        r0 = vmlaq_u16(r0, s0, lov[h + k]);
-        r1 = vmlaq_u16(r1, s1, lov[h + k]);
-      }
-    } else {
-      c0 = c1 = r0 = r1 = vdupq_n_u16(0);
-      for (int32_t j = 0; j < n; ++j) {
-        const uint8x16_t m = vld1q_u8(base[j] + x);
-        const uint16x8_t a = vmovl_u8(vget_low_u8(m));
-        const uint16x8_t b = vmovl_u8(vget_high_u8(m));
-        c0 = vmlaq_u16(c0, a, hiv[j]);
-        c1 = vmlaq_u16(c1, b, hiv[j]);
-        r0 = vmlaq_u16(r0, a, lov[j]);
-        r1 = vmlaq_u16(r1, b, lov[j]);
-      }
-    }
-    const uint16x8_t s0 = vsraq_n_u16(c0, r0, kSplitBits);
-    const uint16x8_t s1 = vsraq_n_u16(c1, r1, kSplitBits);
-    vst1q_u8(out + x, vcombine_u8(vqrshrn_n_u16(s0, 10 - kSplitBits),
-                                  vqrshrn_n_u16(s1, 10 - kSplitBits)));
-  }
-  if (x < end) {  // one group of 8
-    uint16x8_t c, r;
-    if (kSymmetric) {
-      const uint16x8_t a = vmovl_u8(vld1_u8(base[h] + x));
-      c = vmulq_u16(a, hiv[h]);
-      r = vmulq_u16(a, lov[h]);
-      for (int32_t k = 1; k <= h; ++k) {
-        const uint16x8_t s = vaddl_u8(vld1_u8(base[h - k] + x), vld1_u8(base[h + k] + x));
-        c = vmlaq_u16(c, s, hiv[h + k]);
-        r = vmlaq_u16(r, s, lov[h + k]);
-      }
-    } else {
-      c = r = vdupq_n_u16(0);
-      for (int32_t j = 0; j < n; ++j) {
-        const uint16x8_t a = vmovl_u8(vld1_u8(base[j] + x));
-        c = vmlaq_u16(c, a, hiv[j]);
-        r = vmlaq_u16(r, a, lov[j]);
-      }
-    }
-    vst1_u8(out + x, vqrshrn_n_u16(vsraq_n_u16(c, r, kSplitBits), 10 - kSplitBits));
-  }
-}
-
-// Same contract, any taps: 32-bit accumulation.
+// x is base[j][x]. Any taps: 32-bit accumulation.
 void DotGroups32(const uint8_t *const *base, const Taps &tp, uint8_t *out, int32_t end) {
   const int32_t n = 2 * tp.h + 1;
   for (int32_t x = 0; x < end; x += 8) {
@@ -168,17 +100,7 @@ void DotGroups32(const uint8_t *const *base, const Taps &tp, uint8_t *out, int32
 // at a time, keeping the low 8 bits when `wrapTail`, else saturating.
 void DotRow(const uint8_t *const *base, const Taps &tp, uint8_t *out, int32_t n,
             int32_t bodyEnd, bool wrapTail) {
-  if (tp.fast16) {
-    if (tp.symmetric && tp.h == 5) {  // the blur's 11-tap Gaussian
-      DotGroups16<true, 5>(base, tp, out, bodyEnd);
-    } else if (tp.symmetric) {
-      DotGroups16<true, -1>(base, tp, out, bodyEnd);
-    } else {
-      DotGroups16<false, -1>(base, tp, out, bodyEnd);
-    }
-  } else {
-    DotGroups32(base, tp, out, bodyEnd);
-  }
+  DotGroups32(base, tp, out, bodyEnd);
   const int32_t taps = 2 * tp.h + 1;
   for (int32_t x = bodyEnd; x < n; ++x) {
     uint32_t acc = 0;
@@ -226,151 +148,6 @@ void Interleave(const uint8_t *u, const uint8_t *v, int32_t pairs, uint8_t *dst)
   for (; i < pairs; ++i) {
     dst[2 * i] = u[i];
     dst[2 * i + 1] = v[i];
-  }
-}
-
-// ---------------------------------------------------------------------------
-// 16-bit row layout (taps passing the fast16 test). Horizontal results are
-// kept as 16-bit values (0..255, already rounded and stored by the 8-bit
-// rules), and each padded source row is widened once, so every tap is a plain
-// 16-bit load: no per-tap widening.
-
-struct ContigRows {  // sample j of column x: p[x + j]
-  const uint16_t *p;
-  const uint16_t *At(int32_t j, int32_t x) const { return p + x + j; }
-};
-struct RingRows {  // sample j of column x: rows[j][x]
-  const uint16_t *const *rows;
-  const uint16_t *At(int32_t j, int32_t x) const { return rows[j] + x; }
-};
-
-// C + (R >> 4) for 8 columns from x (see the arithmetic note at the top); the
-// rounded result is (value + 32) >> 6.
-template <bool kSymmetric, int kH, class Rows>
-inline uint16x8_t Dot8(const Rows &rows, const Taps &tp, int32_t x) {
-  const int32_t h = kH >= 0 ? kH : tp.h;
-  uint16x8_t c, r;
-  if (kSymmetric) {
-    const uint16x8_t m = vld1q_u16(rows.At(h, x));
-    c = vmulq_u16(m, tp.hiv[h]);
-    r = vmulq_u16(m, tp.lov[h]);
-    for (int32_t k = 1; k <= h; ++k) {
-      const uint16x8_t s = vaddq_u16(vld1q_u16(rows.At(h - k, x)), vld1q_u16(rows.At(h + k, x)));
-      c = vmlaq_u16(c, s, tp.hiv[h + k]);
-      r = vmlaq_u16(r, s, tp.lov[h + k]);
-    }
-  } else {
-    c = r = vdupq_n_u16(0);
-    for (int32_t j = 0; j <= 2 * h; ++j) {
-      const uint16x8_t s = vld1q_u16(rows.At(j, x));
-      c = vmlaq_u16(c, s, tp.hiv[j]);
-      r = vmlaq_u16(r, s, tp.lov[j]);
-    }
-  }
-  return vsraq_n_u16(c, r, kSplitBits);
-}
-
-// Rounded and saturated to 0..255, still in 16-bit lanes. kSmall: the taps
-// keep every sum below the saturation (and the rounding addition within 16
-// bits), so a plain add and shift give the same lanes.
-template <bool kSmall>
-inline uint16x8_t Round8(uint16x8_t v) {
-  if (kSmall) return vshrq_n_u16(vaddq_u16(v, vdupq_n_u16(32)), 10 - kSplitBits);
-  return vminq_u16(vrshrq_n_u16(v, 10 - kSplitBits), vdupq_n_u16(255));
-}
-
-// Scalar sum of one column for the left-over columns.
-template <class Rows>
-inline uint32_t DotOne(const Rows &rows, const Taps &tp, int32_t x) {
-  uint32_t acc = 0;
-  for (int32_t j = 0; j <= 2 * tp.h; ++j) acc += static_cast<uint32_t>(tp.t[j]) * *rows.At(j, x);
-  return smooth::RoundShift10(acc);
-}
-
-// Horizontal pass of one padded channel row of n samples into out: groups of
-// 8 saturate, the left-over columns keep the low 8 bits.
-template <bool kSymmetric, int kH, bool kSmall>
-void HorizontalRow16(const uint16_t *pad, const Taps &tp, uint16_t *out, int32_t n) {
-  const ContigRows rows{pad};
-  const int32_t body = n & ~7;
-  for (int32_t x = 0; x < body; x += 8) {
-    vst1q_u16(out + x, Round8<kSmall>(Dot8<kSymmetric, kH>(rows, tp, x)));
-  }
-  for (int32_t x = body; x < n; ++x) out[x] = static_cast<uint16_t>(DotOne(rows, tp, x) & 255u);
-}
-
-// Vertical pass of one luma row: n columns, all saturating.
-template <bool kSymmetric, int kH, bool kSmall>
-void VerticalLuma16(const uint16_t *const *ring, const Taps &tp, uint8_t *out, int32_t n) {
-  const RingRows rows{ring};
-  int32_t x = 0;
-  for (; x + 16 <= n; x += 16) {
-    const uint16x8_t a = Round8<kSmall>(Dot8<kSymmetric, kH>(rows, tp, x));
-    const uint16x8_t b = Round8<kSmall>(Dot8<kSymmetric, kH>(rows, tp, x + 8));
-    vst1q_u8(out + x, vcombine_u8(vmovn_u16(a), vmovn_u16(b)));
-  }
-  for (; x + 8 <= n; x += 8) {
-    vst1_u8(out + x, vmovn_u16(Round8<kSmall>(Dot8<kSymmetric, kH>(rows, tp, x))));
-  }
-  for (; x < n; ++x) out[x] = smooth::Saturate8(DotOne(rows, tp, x));
-}
-
-// Vertical pass of one chroma row: ring rows hold the U samples of the row's
-// `pairs` pairs, then the V samples; the output is interleaved again (U in
-// the low byte of each 16-bit lane: little-endian lanes, as on both targets).
-template <bool kSymmetric, int kH, bool kSmall>
-void VerticalChroma16(const uint16_t *const *ring, const Taps &tp, uint8_t *out, int32_t pairs) {
-  const RingRows rows{ring};
-  int32_t i = 0;
-  for (; i + 8 <= pairs; i += 8) {
-    const uint16x8_t u = Round8<kSmall>(Dot8<kSymmetric, kH>(rows, tp, i));
-    const uint16x8_t v = Round8<kSmall>(Dot8<kSymmetric, kH>(rows, tp, pairs + i));
-    vst1q_u8(out + 2 * i, vreinterpretq_u8_u16(vorrq_u16(u, vshlq_n_u16(v, 8))));
-  }
-  for (; i < pairs; ++i) {
-    out[2 * i] = smooth::Saturate8(DotOne(rows, tp, i));
-    out[2 * i + 1] = smooth::Saturate8(DotOne(rows, tp, pairs + i));
-  }
-}
-
-// Widens a luma row into pad with h edge copies on either side.
-void PadRow16(const uint8_t *src, int32_t n, int32_t h, uint16_t *pad) {
-  const uint8x16_t zero = vdupq_n_u8(0);
-  uint16_t *p = pad + h;
-  int32_t i = 0;
-  for (; i + 16 <= n; i += 16) {
-    const uint8x16_t v = vld1q_u8(src + i);
-    vst1q_u16(p + i, vreinterpretq_u16_u8(vzip1q_u8(v, zero)));
-    vst1q_u16(p + i + 8, vreinterpretq_u16_u8(vzip2q_u8(v, zero)));
-  }
-  for (; i < n; ++i) p[i] = src[i];
-  for (int32_t k = 0; k < h; ++k) {
-    pad[k] = src[0];
-    p[n + k] = src[n - 1];
-  }
-}
-
-// Splits an interleaved row of `pairs` pairs into two widened, padded channel
-// rows.
-void PadPairs16(const uint8_t *src, int32_t pairs, int32_t h, uint16_t *padU, uint16_t *padV) {
-  const uint16x8_t low = vdupq_n_u16(255);
-  uint16_t *u = padU + h;
-  uint16_t *v = padV + h;
-  int32_t i = 0;
-  for (; i + 8 <= pairs; i += 8) {
-    const uint16x8_t w = vreinterpretq_u16_u8(vld1q_u8(src + 2 * i));
-    vst1q_u16(u + i, vandq_u16(w, low));
-    vst1q_u16(v + i, vshrq_n_u16(w, 8));
-  }
-  for (; i < pairs; ++i) {
-    u[i] = src[2 * i];
-    v[i] = src[2 * i + 1];
-  }
-  for (int32_t k = 0; k < h; ++k) {
-    padU[k] = src[0];
-    padV[k] = src[1];
-    u[pairs + k] = src[2 * pairs - 2];
-    v[pairs + k] = src[2 * pairs - 1];
   }
 }
 
@@ -433,34 +210,208 @@ bool SmoothVector(const uint8_t *input, uint8_t *output, int32_t width, int32_t 
   return true;
 }
 
+// ---------------------------------------------------------------------------
+// Byte ring form (taps passing the fast16 test): the ring holds the 8-bit
+// horizontal results, both passes take 16 columns a step straight from bytes
+// (widened by the pair additions), and the horizontal pass reads the plane
+// row in place, through a small padded copy only where a step reaches past
+// an edge. Chroma rows stay interleaved: the horizontal taps are two bytes
+// apart, which filters U and V together.
 
-// Where the 16-bit layout lives in the intermediate: the ring of horizontal
-// rows, the widened padded source row, and one 8-bit output row.
-struct Layout16 {
-  uint16_t *ring;
-  uint16_t *pad;
-  uint8_t *row;
-  int32_t slots;
-  int32_t rowLo;
+// Tap lanes for Dot16. kH >= 0 (symmetric taps of that radius): copies of
+// the lanes of taps h..2h, and the centre tap's parts as bytes (its high part
+// must fit a byte), held in registers across a row: output stores could
+// otherwise alias a Taps in memory and force reloads every step. kH < 0: the
+// lanes in the Taps.
+template <int kH>
+struct TapLanes {
+  uint16x8_t hi[kH + 1], lo[kH + 1];
+  uint8x16_t hc, lc;
+  explicit TapLanes(const Taps &tp) {
+    for (int32_t k = 0; k <= kH; ++k) {
+      hi[k] = tp.hiv[kH + k];
+      lo[k] = tp.lov[kH + k];
+    }
+    hc = vdupq_n_u8(static_cast<uint8_t>(tp.hi[kH]));
+    lc = vdupq_n_u8(static_cast<uint8_t>(tp.lo[kH]));
+  }
+  uint16x8_t Hi(const Taps &, int32_t j) const { return hi[j - kH]; }
+  uint16x8_t Lo(const Taps &, int32_t j) const { return lo[j - kH]; }
+};
+template <>
+struct TapLanes<-1> {
+  explicit TapLanes(const Taps &) {}
+  uint16x8_t Hi(const Taps &tp, int32_t j) const { return tp.hiv[j]; }
+  uint16x8_t Lo(const Taps &tp, int32_t j) const { return tp.lov[j]; }
 };
 
-bool PlanLayout16(uint8_t *intermediate, int32_t width, int32_t height, int32_t h,
-                  int32_t firstRow, int32_t lastRow, bool chroma, Layout16 *l) {
-  if (h > kMaxVectorRadius) return false;
-  l->rowLo = firstRow - h > 0 ? firstRow - h : 0;
-  const int32_t rowHi = lastRow + h < height - 1 ? lastRow + h : height - 1;
-  l->slots = rowHi - l->rowLo + 1 < 2 * h + 1 ? rowHi - l->rowLo + 1 : 2 * h + 1;
-  const size_t stride = static_cast<size_t>(width);
-  const size_t align = (16u - reinterpret_cast<uintptr_t>(intermediate) % 16u) % 16u;
-  const size_t ringBytes = static_cast<size_t>(l->slots) * stride * 2u;
-  const size_t padBytes = (stride + static_cast<size_t>(chroma ? 4 * h : 2 * h)) * 2u;
-  if (align + ringBytes + padBytes + stride > SmoothIntermediateBytes(width, height, h)) {
-    return false;
+// 16 columns: C + (R >> 4) per column (see the arithmetic note at the top),
+// rounded and saturated to bytes. win(j) is sample j (0..2h) of the 16
+// columns.
+template <bool kSymmetric, int kH, class Win>
+inline uint8x16_t Dot16(const Win &win, const Taps &tp, const TapLanes<kH> &tl) {
+  const int32_t h = kH >= 0 ? kH : tp.h;
+  uint16x8_t c0, c1, r0, r1;
+  if (kSymmetric) {
+    const uint8x16_t m = win(h);
+    if constexpr (kH >= 0) {
+      c0 = vmull_u8(vget_low_u8(m), vget_low_u8(tl.hc));
+      c1 = vmull_high_u8(m, tl.hc);
+      r0 = vmull_u8(vget_low_u8(m), vget_low_u8(tl.lc));
+      r1 = vmull_high_u8(m, tl.lc);
+    } else {
+      const uint16x8_t a = vmovl_u8(vget_low_u8(m));
+      const uint16x8_t b = vmovl_high_u8(m);
+      c0 = vmulq_u16(a, tl.Hi(tp, h));
+      c1 = vmulq_u16(b, tl.Hi(tp, h));
+      r0 = vmulq_u16(a, tl.Lo(tp, h));
+      r1 = vmulq_u16(b, tl.Lo(tp, h));
+    }
+    for (int32_t k = 1; k <= h; ++k) {
+      const uint8x16_t l = win(h - k);
+      const uint8x16_t r = win(h + k);
+      const uint16x8_t s0 = vaddl_u8(vget_low_u8(l), vget_low_u8(r));
+      const uint16x8_t s1 = vaddl_high_u8(l, r);
+      c0 = vmlaq_u16(c0, s0, tl.Hi(tp, h + k));
+      c1 = vmlaq_u16(c1, s1, tl.Hi(tp, h + k));
+      r0 = vmlaq_u16(r0, s0, tl.Lo(tp, h + k));
+      r1 = vmlaq_u16(r1, s1, tl.Lo(tp, h + k));
+    }
+  } else {
+    c0 = c1 = r0 = r1 = vdupq_n_u16(0);
+    for (int32_t j = 0; j <= 2 * h; ++j) {
+      const uint8x16_t m = win(j);
+      const uint16x8_t a = vmovl_u8(vget_low_u8(m));
+      const uint16x8_t b = vmovl_high_u8(m);
+      c0 = vmlaq_u16(c0, a, tl.Hi(tp, j));
+      c1 = vmlaq_u16(c1, b, tl.Hi(tp, j));
+      r0 = vmlaq_u16(r0, a, tl.Lo(tp, j));
+      r1 = vmlaq_u16(r1, b, tl.Lo(tp, j));
+    }
   }
-  l->ring = reinterpret_cast<uint16_t *>(intermediate + align);
-  l->pad = l->ring + static_cast<size_t>(l->slots) * stride;
-  l->row = reinterpret_cast<uint8_t *>(l->pad) + padBytes;
-  return true;
+  return vcombine_u8(vqrshrn_n_u16(vsraq_n_u16(c0, r0, kSplitBits), 10 - kSplitBits),
+                     vqrshrn_n_u16(vsraq_n_u16(c1, r1, kSplitBits), 10 - kSplitBits));
+}
+
+template <int kStep>
+struct RowWin {  // horizontal: sample j of column i is p[i + j * kStep]
+  const uint8_t *p;
+  uint8x16_t operator()(int32_t j) const { return vld1q_u8(p + j * kStep); }
+};
+struct RingWin {  // vertical: sample j of column i is rows[j][x + i]
+  const uint8_t *const *rows;
+  int32_t x;
+  uint8x16_t operator()(int32_t j) const { return vld1q_u8(rows[j] + x); }
+};
+
+// Scalar sum of one column; at(j) is its sample j.
+template <class At>
+inline uint32_t DotOne(const Taps &tp, At at) {
+  uint32_t acc = 0;
+  for (int32_t j = 0; j <= 2 * tp.h; ++j) acc += static_cast<uint32_t>(tp.t[j]) * at(j);
+  return smooth::RoundShift10(acc);
+}
+
+// Widest reach of a horizontal step past its columns, and the bytes of the
+// padded copy that the steps at an edge read (see HorizontalRow).
+constexpr int32_t kMaxReach = 2 * kMaxVectorRadius;
+constexpr int32_t kSpanBytes = 4 * kMaxReach + 48;
+
+// Horizontal steps x = from, from + 16, .. < to of one row, from a padded
+// copy of its bytes from - reach .. to + reach - 1 (bytes past an edge repeat
+// the edge sample of their channel). A step that ends past `body` stores
+// only its first 8 columns.
+template <bool kSymmetric, int kH, int kStep>
+void HorizontalSpan(const uint8_t *src, int32_t width, const Taps &tp, uint8_t *out,
+                    int32_t from, int32_t to, int32_t body) {
+  if (from >= to) return;
+  const int32_t reach = tp.h * kStep;
+  const int32_t first = from - reach, last = to + reach;  // bytes [first, last)
+  uint8_t buf[kSpanBytes];
+  int32_t i = first;
+  for (; i < 0 && i < last; ++i) buf[i - first] = src[i & (kStep - 1)];
+  const int32_t mid = last < width ? last : width;
+  if (i < mid) {
+    std::memcpy(buf + (i - first), src + i, static_cast<size_t>(mid - i));
+    i = mid;
+  }
+  for (; i < last; ++i) buf[i - first] = src[width - kStep + (i & (kStep - 1))];
+  const TapLanes<kH> tl(tp);
+  for (int32_t x = from; x < to; x += 16) {
+    const uint8x16_t v = Dot16<kSymmetric, kH>(RowWin<kStep>{buf + (x - from)}, tp, tl);
+    if (x + 16 <= body) {
+      vst1q_u8(out + x, v);
+    } else {
+      vst1_u8(out + x, vget_low_u8(v));
+    }
+  }
+}
+
+// Horizontal pass of one plane row into out, width bytes. kStep 1: luma;
+// kStep 2: interleaved chroma pairs, each channel filtered on its own.
+// Vector body: 16 columns a step over [0, body), body = width & ~7 (luma) or
+// width & ~15 (chroma), saturating; a luma body 8 past a multiple of 16 ends
+// with a step that stores 8. Steps that reach past the row's ends read a
+// padded copy (HorizontalSpan), the others the row in place. Tail: columns
+// [body, width) one at a time, keeping the low 8 bits, as the scalar twin
+// (SmoothPlane in smooth_c.cc) does past its bodyEnd.
+template <bool kSymmetric, int kH, int kStep>
+void HorizontalRow(const uint8_t *src, int32_t width, const Taps &tp, uint8_t *out) {
+  const int32_t reach = tp.h * kStep;
+  const int32_t body = kStep == 1 ? width & ~7 : width & ~15;
+  const int32_t end = (body + 15) & ~15;
+  // Steps at x in [xa, xb) read bytes x - reach .. x + 15 + reach in place.
+  const int32_t xa = (reach + 15) & ~15;
+  int32_t xb = width - reach - 16 >= 0 ? ((width - reach - 16) & ~15) + 16 : 0;
+  if (xb > (body & ~15)) xb = body & ~15;
+  const TapLanes<kH> tl(tp);
+  if (xb <= xa) {
+    HorizontalSpan<kSymmetric, kH, kStep>(src, width, tp, out, 0, end, body);
+  } else {
+    HorizontalSpan<kSymmetric, kH, kStep>(src, width, tp, out, 0, xa, body);
+    for (int32_t x = xa; x < xb; x += 16) {
+      const uint8x16_t v = Dot16<kSymmetric, kH>(RowWin<kStep>{src + x - reach}, tp, tl);
+      vst1q_u8(out + x, v);
+    }
+    HorizontalSpan<kSymmetric, kH, kStep>(src, width, tp, out, xb, end, body);
+  }
+  for (int32_t x = body; x < width; ++x) {
+    const int32_t lo = x & (kStep - 1), hi = width - kStep + lo;
+    const uint32_t v = DotOne(tp, [&](int32_t j) {
+      const int32_t c = x + (j - tp.h) * kStep;
+      return src[c < lo ? lo : (c > hi ? hi : c)];
+    });
+    out[x] = static_cast<uint8_t>(v);
+  }
+}
+
+// Vertical pass of one row from the 2h + 1 ring rows, width bytes, all
+// saturating. Vector body: 16 columns a step; a width that is not a multiple
+// of 16 (and at least 16) ends with a step over the last 16 columns, which
+// rewrites some columns with the same bytes. Narrower rows: one column at a
+// time (the scalar twin's vertical loop).
+template <bool kSymmetric, int kH>
+void VerticalRow(const uint8_t *const *ring, const Taps &tp, uint8_t *out, int32_t width) {
+  const int32_t n = 2 * (kH >= 0 ? kH : tp.h) + 1;
+  const uint8_t *rows[2 * kMaxVectorRadius + 1];
+  for (int32_t j = 0; j < n; ++j) rows[j] = ring[j];
+  if (width < 16) {
+    for (int32_t x = 0; x < width; ++x) {
+      out[x] = smooth::Saturate8(DotOne(tp, [&](int32_t j) { return rows[j][x]; }));
+    }
+    return;
+  }
+  const TapLanes<kH> tl(tp);
+  int32_t x = 0;
+  for (; x + 16 <= width; x += 16) {
+    const uint8x16_t v = Dot16<kSymmetric, kH>(RingWin{rows, x}, tp, tl);
+    vst1q_u8(out + x, v);
+  }
+  if (x < width) {
+    x = width - 16;
+    const uint8x16_t v = Dot16<kSymmetric, kH>(RingWin{rows, x}, tp, tl);
+    vst1q_u8(out + x, v);
+  }
 }
 
 // Output rows go to the plane.
@@ -492,68 +443,82 @@ struct ComposeSink {
   }
 };
 
-template <bool kSymmetric, int kH, bool kSmall, class Sink>
-void Run16(const uint8_t *input, int32_t width, int32_t height, const Taps &tp,
-           const Layout16 &l, int32_t firstRow, int32_t lastRow, bool chroma, const Sink &sink) {
+// The ring in the intermediate: S = min(2h + 1, rows needed) horizontal rows
+// and one output row for the composite.
+struct Ring {
+  uint8_t *rows;
+  uint8_t *out;
+  int32_t slots;
+  int32_t rowLo;
+};
+
+template <bool kSymmetric, int kH, int kStep, class Sink>
+void RunRing(const uint8_t *input, int32_t width, int32_t height, const Taps &tp, const Ring &l,
+             int32_t firstRow, int32_t lastRow, const Sink &sink) {
   const int32_t h = tp.h;
   const size_t stride = static_cast<size_t>(width);
-  const int32_t pairs = width / 2;
-  uint16_t *const padU = l.pad;
-  uint16_t *const padV = l.pad + pairs + 2 * h;
-  auto slot = [&](int32_t row) { return l.ring + static_cast<size_t>(row % l.slots) * stride; };
-  const uint16_t *ring[2 * kMaxVectorRadius + 1];
+  auto slot = [&](int32_t row) { return l.rows + static_cast<size_t>(row % l.slots) * stride; };
+  const uint8_t *ring[2 * kMaxVectorRadius + 1];
   int32_t next = l.rowLo;  // next plane row to filter horizontally
   for (int32_t y = firstRow; y <= lastRow; ++y) {
     const int32_t need = y + h < height - 1 ? y + h : height - 1;
     for (; next <= need; ++next) {
-      const uint8_t *src = input + static_cast<size_t>(next) * stride;
-      uint16_t *dst = slot(next);
-      if (chroma) {
-        PadPairs16(src, pairs, h, padU, padV);
-        HorizontalRow16<kSymmetric, kH, kSmall>(padU, tp, dst, pairs);
-        HorizontalRow16<kSymmetric, kH, kSmall>(padV, tp, dst + pairs, pairs);
-      } else {
-        PadRow16(src, width, h, l.pad);
-        HorizontalRow16<kSymmetric, kH, kSmall>(l.pad, tp, dst, width);
-      }
+      HorizontalRow<kSymmetric, kH, kStep>(input + static_cast<size_t>(next) * stride, width, tp,
+                                           slot(next));
     }
     for (int32_t j = 0; j <= 2 * h; ++j) {
       int32_t r = y - h + j;
       r = r < 0 ? 0 : (r > height - 1 ? height - 1 : r);
       ring[j] = slot(r);
     }
-    uint8_t *out = sink.Target(y, l.row);
-    if (chroma) {
-      VerticalChroma16<kSymmetric, kH, kSmall>(ring, tp, out, pairs);
-    } else {
-      VerticalLuma16<kSymmetric, kH, kSmall>(ring, tp, out, width);
-    }
+    uint8_t *out = sink.Target(y, l.out);
+    VerticalRow<kSymmetric, kH>(ring, tp, out, width);
     sink.Done(y, out);
   }
 }
 
-// False (nothing written) when the taps or the scratch do not suit the 16-bit
-// layout.
+template <bool kSymmetric, int kH, class Sink>
+void RunRingPlane(bool chroma, const uint8_t *input, int32_t width, int32_t height,
+                  const Taps &tp, const Ring &l, int32_t firstRow, int32_t lastRow,
+                  const Sink &sink) {
+  if (chroma) {
+    RunRing<kSymmetric, kH, 2>(input, width, height, tp, l, firstRow, lastRow, sink);
+  } else {
+    RunRing<kSymmetric, kH, 1>(input, width, height, tp, l, firstRow, lastRow, sink);
+  }
+}
+
+// False (nothing written) when the taps or the scratch do not suit the ring
+// form.
 template <class Sink>
-bool Smooth16(const uint8_t *input, int32_t width, int32_t height, const uint16_t *kernel,
-              int32_t h, uint8_t *intermediate, int32_t firstRow, int32_t lastRow, bool chroma,
-              const Sink &sink) {
-  Layout16 l;
-  if (!PlanLayout16(intermediate, width, height, h, firstRow, lastRow, chroma, &l)) return false;
+bool SmoothRing(const uint8_t *input, int32_t width, int32_t height, const uint16_t *kernel,
+                int32_t h, uint8_t *intermediate, int32_t firstRow, int32_t lastRow, bool chroma,
+                const Sink &sink) {
+  if (h > kMaxVectorRadius) return false;
+  Ring l;
+  l.rowLo = firstRow - h > 0 ? firstRow - h : 0;
+  const int32_t rowHi = lastRow + h < height - 1 ? lastRow + h : height - 1;
+  l.slots = rowHi - l.rowLo + 1 < 2 * h + 1 ? rowHi - l.rowLo + 1 : 2 * h + 1;
+  const size_t stride = static_cast<size_t>(width);
+  if (static_cast<size_t>(l.slots + 1) * stride > SmoothIntermediateBytes(width, height, h)) {
+    return false;
+  }
   Taps tp;
   PrepareTaps(kernel, h, &tp);
   if (!tp.fast16) return false;
+  l.rows = intermediate;
+  l.out = intermediate + static_cast<size_t>(l.slots) * stride;
   if (tp.symmetric && h == 5 && tp.small) {  // the blur's 11-tap Gaussian
-    Run16<true, 5, true>(input, width, height, tp, l, firstRow, lastRow, chroma, sink);
+    RunRingPlane<true, 5>(chroma, input, width, height, tp, l, firstRow, lastRow, sink);
   } else if (tp.symmetric) {
-    Run16<true, -1, false>(input, width, height, tp, l, firstRow, lastRow, chroma, sink);
+    RunRingPlane<true, -1>(chroma, input, width, height, tp, l, firstRow, lastRow, sink);
   } else {
-    Run16<false, -1, false>(input, width, height, tp, l, firstRow, lastRow, chroma, sink);
+    RunRingPlane<false, -1>(chroma, input, width, height, tp, l, firstRow, lastRow, sink);
   }
   return true;
 }
-// The 16-bit layout where it applies, else the 8-bit vector passes, else
-// the scalar reference.
+// The ring form where it applies, else the 32-bit vector passes, else the
+// scalar reference.
 void SmoothPlaneNeon(const char *name, bool chroma, SmoothFn scalar, const uint8_t *input,
                      uint8_t *padded, uint8_t *output, int32_t width, int32_t height,
                      const uint16_t *kernel, int32_t hradius, int32_t vradius,
@@ -563,8 +528,8 @@ void SmoothPlaneNeon(const char *name, bool chroma, SmoothFn scalar, const uint8
     return;
   }
   const PlaneSink sink{output, static_cast<size_t>(width)};
-  if (!Smooth16(input, width, height, kernel, hradius, intermediate, firstRow, lastRow, chroma,
-                sink) &&
+  if (!SmoothRing(input, width, height, kernel, hradius, intermediate, firstRow, lastRow, chroma,
+                  sink) &&
       !SmoothVector(input, output, width, height, kernel, hradius, intermediate, firstRow, lastRow,
                     chroma)) {
     scalar(input, padded, output, width, height, kernel, hradius, vradius, intermediate, firstRow,
@@ -632,7 +597,7 @@ void SmoothComposeLuma_NEON(const uint8_t *input, uint8_t *padded, uint8_t *smoo
   if (FusedApplies(false, input, smoothed, width, height, kernel, hradius, vradius,
                    intermediate, firstRow, lastRow, weight, dst)) {
     const ComposeSink sink{input, weight, dst, static_cast<size_t>(width), alpha, false};
-    if (Smooth16(input, width, height, kernel, hradius, intermediate, firstRow, lastRow, false,
+    if (SmoothRing(input, width, height, kernel, hradius, intermediate, firstRow, lastRow, false,
                  sink)) {
       return;
     }
@@ -649,7 +614,7 @@ void SmoothComposeChroma_NEON(const uint8_t *input, uint8_t *padded, uint8_t *sm
   if (FusedApplies(true, input, smoothed, width, height, kernel, hradius, vradius, intermediate,
                    firstRow, lastRow, weight, dst)) {
     const ComposeSink sink{input, weight, dst, static_cast<size_t>(width), alpha, true};
-    if (Smooth16(input, width, height, kernel, hradius, intermediate, firstRow, lastRow, true,
+    if (SmoothRing(input, width, height, kernel, hradius, intermediate, firstRow, lastRow, true,
                  sink)) {
       return;
     }

@@ -1,7 +1,7 @@
 // Vector full-resolution composite: 16 luma pixels or 8 chroma pairs per step
-// (luma: 8 at a time for the last group) with the unsigned lane
-// arithmetic of compose_internal.h; the left-over samples use the signed
-// per-sample arithmetic. Rows whose effective weights all lie in 0..1024 (the
+// (luma: 8 at a time for the last group; chroma: one weight per pair) with
+// the unsigned lane arithmetic of compose_internal.h; the left-over samples
+// use the signed per-sample arithmetic. Rows whose effective weights all lie in 0..1024 (the
 // normal case) take an equivalent all-16-bit form. Bytes are identical to the
 // scalar reference.
 #include "scale/compose.h"
@@ -11,26 +11,23 @@
 namespace pb {
 namespace {
 
-// w = (m * alpha + 64) >> 7 as a 16-bit lane, from 16-bit products only:
-// with m = 256 * mh + ml, m * alpha = 256 * (mh * alpha) + ml * alpha, both
-// products fit 16 bits, and w = 2 * (mh * alpha) + ((ml * alpha + 64) >> 7);
-// the lane keeps it modulo 2^16 as the narrowing would.
-inline uint16x8_t EffectiveWeight(uint16x8_t m, uint16_t alpha) {
-  const uint16x8_t hi = vmulq_n_u16(vshrq_n_u16(m, 8), alpha);
-  const uint16x8_t lo = vmulq_n_u16(vandq_u16(m, vdupq_n_u16(0xFF)), alpha);
-  return vrsraq_n_u16(vshlq_n_u16(hi, 1), lo, 7);
+// w = (m * alpha + 64) >> 7 as a 16-bit lane: 32-bit products, then a
+// rounding narrowing shift, which keeps the low 16 bits as the narrowing
+// would (m * alpha + 64 < 2^24).
+inline uint16x8_t EffectiveWeight(uint16x8_t m, uint16x8_t alpha) {
+  return vcombine_u16(vrshrn_n_u32(vmull_u16(vget_low_u16(m), vget_low_u16(alpha)), 7),
+                      vrshrn_n_u32(vmull_high_u16(m, alpha), 7));
 }
 
 // Mix for w <= 1024 in every lane: acc = 1024 * s + w * d with d = b - s, so
-// out = s + ((w * d + 512) >> 10), never outside 0..255. w * d needs 18 bits:
-// with w = 32 * w1 + w0, (32 * A + B + 512) >> 10 == (A + (B >> 5) + 16) >> 5
-// for A = w1 * d, B = w0 * d, all in signed 16-bit lanes.
+// out = s + ((w * d + 512) >> 10), never outside 0..255. The doubling
+// multiply-high of 32 * d (|32 d| <= 8160) by w gives
+// (64 * w * d + 2^15) >> 16 == (w * d + 512) >> 10 exactly, in a signed
+// 16-bit lane.
 inline uint8x8_t BlendInRange(uint16x8_t w, uint8x8_t s, uint8x8_t b) {
-  const int16x8_t d = vreinterpretq_s16_u16(vsubl_u8(b, s));
-  const int16x8_t a = vmulq_s16(vreinterpretq_s16_u16(vshrq_n_u16(w, 5)), d);
-  const int16x8_t r = vmulq_s16(vreinterpretq_s16_u16(vandq_u16(w, vdupq_n_u16(31))), d);
-  const int16x8_t q = vrshrq_n_s16(vsraq_n_s16(a, r, 5), 5);
-  return vqmovun_s16(vaddq_s16(vreinterpretq_s16_u16(vmovl_u8(s)), q));
+  const int16x8_t d32 = vshlq_n_s16(vreinterpretq_s16_u16(vsubl_u8(b, s)), 5);
+  const int16x8_t q = vqrdmulhq_s16(d32, vreinterpretq_s16_u16(w));
+  return vmovn_u16(vaddw_u8(vreinterpretq_u16_s16(q), s));
 }
 
 // Any w: 1024 - w wraps in its 16-bit lane, products and sum in 32-bit lanes,
@@ -50,7 +47,15 @@ inline uint8x8_t BlendAnyWeight(uint16x8_t w, uint8x8_t s, uint8x8_t b) {
 // i.e. m * alpha <= 131135 (w grows with m).
 bool RowInRange(const uint16_t *m, int32_t n, uint8_t alpha) {
   uint16x8_t mx = vdupq_n_u16(0);
-  for (int32_t x = 0; x < n; x += 8) mx = vmaxq_u16(mx, vld1q_u16(m + x));
+  int32_t x = 0;
+  for (; x + 64 <= n; x += 64) {
+    const uint16x8x4_t a = vld1q_u16_x4(m + x);
+    const uint16x8x4_t b = vld1q_u16_x4(m + x + 32);
+    const uint16x8_t a01 = vmaxq_u16(a.val[0], a.val[1]), a23 = vmaxq_u16(a.val[2], a.val[3]);
+    const uint16x8_t b01 = vmaxq_u16(b.val[0], b.val[1]), b23 = vmaxq_u16(b.val[2], b.val[3]);
+    mx = vmaxq_u16(mx, vmaxq_u16(vmaxq_u16(a01, a23), vmaxq_u16(b01, b23)));
+  }
+  for (; x < n; x += 8) mx = vmaxq_u16(mx, vld1q_u16(m + x));
   return static_cast<uint32_t>(vmaxvq_u16(mx)) * alpha <= 131135u;
 }
 
@@ -62,38 +67,34 @@ inline uint8x8_t Blend(uint16x8_t w, uint8x8_t s, uint8x8_t b) {
 template <bool kInRange>
 void LumaRow(const uint8_t *s, const uint8_t *b, const uint16_t *m, uint8_t *d, int32_t body,
              uint8_t alpha) {
+  const uint16x8_t a = vdupq_n_u16(alpha);
   int32_t x = 0;
   for (; x + 16 <= body; x += 16) {
     const uint8x16_t sv = vld1q_u8(s + x);
     const uint8x16_t bv = vld1q_u8(b + x);
-    const uint16x8_t w0 = EffectiveWeight(vld1q_u16(m + x), alpha);
-    const uint16x8_t w1 = EffectiveWeight(vld1q_u16(m + x + 8), alpha);
+    const uint16x8_t w0 = EffectiveWeight(vld1q_u16(m + x), a);
+    const uint16x8_t w1 = EffectiveWeight(vld1q_u16(m + x + 8), a);
     vst1q_u8(d + x, vcombine_u8(Blend<kInRange>(w0, vget_low_u8(sv), vget_low_u8(bv)),
                                 Blend<kInRange>(w1, vget_high_u8(sv), vget_high_u8(bv))));
   }
   for (; x < body; x += 8) {
-    const uint16x8_t w = EffectiveWeight(vld1q_u16(m + x), alpha);
+    const uint16x8_t w = EffectiveWeight(vld1q_u16(m + x), a);
     vst1_u8(d + x, Blend<kInRange>(w, vld1_u8(s + x), vld1_u8(b + x)));
   }
 }
 
-// Weights of the 4 pairs of 8 chroma bytes from 8 map entries: the even
-// entries, each repeated for the pair's U and V lane (little-endian 32-bit
-// lanes: entry 2k is the low half of lane k).
-inline uint16x8_t PairWeights(const uint16_t *m) {
-  const uint32x4_t e = vandq_u32(vreinterpretq_u32_u16(vld1q_u16(m)), vdupq_n_u32(0xFFFF));
-  return vreinterpretq_u16_u32(vorrq_u32(e, vshlq_n_u32(e, 16)));
-}
-
-// 8 pairs (16 bytes) a step; U and V share their pair's weight.
+// 8 pairs (16 bytes) a step; U and V share their pair's weight, the map's
+// even entry of the pair (computed once, then repeated for both lanes).
 template <bool kInRange>
 void ChromaRow(const uint8_t *s, const uint8_t *b, const uint16_t *m, uint8_t *d, int32_t body,
                uint8_t alpha) {
+  const uint16x8_t a = vdupq_n_u16(alpha);
   for (int32_t x = 0; x < body; x += 16) {
     const uint8x16_t sv = vld1q_u8(s + x);
     const uint8x16_t bv = vld1q_u8(b + x);
-    const uint16x8_t w0 = EffectiveWeight(PairWeights(m + x), alpha);
-    const uint16x8_t w1 = EffectiveWeight(PairWeights(m + x + 8), alpha);
+    const uint16x8_t w = EffectiveWeight(vld2q_u16(m + x).val[0], a);
+    const uint16x8_t w0 = vzip1q_u16(w, w);
+    const uint16x8_t w1 = vzip2q_u16(w, w);
     vst1q_u8(d + x, vcombine_u8(Blend<kInRange>(w0, vget_low_u8(sv), vget_low_u8(bv)),
                                 Blend<kInRange>(w1, vget_high_u8(sv), vget_high_u8(bv))));
   }
