@@ -8,7 +8,7 @@
 // Covered: the luma and chroma smoothing, the full-resolution composites and,
 // for every ratio whose kernels are in the table, the downscale and
 // upscale-composite kernels of both planes, the weight map and the disparity
-// minimum/maximum.
+// minimum/maximum and range-table application.
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -20,6 +20,7 @@
 #include "scale/downscale.h"
 #include "simd/kernel_table.h"
 #include "weight/disparity_stats.h"
+#include "weight/range_table.h"
 #include "weight/weight_map.h"
 
 namespace {
@@ -245,6 +246,14 @@ void FuzzWeights(Input &in) {
   pb::DisparityMinMax_C(src.data(), static_cast<int32_t>(src.size()), &min_c, &max_c);
   pb::DisparityMinMax_NEON(src.data(), static_cast<int32_t>(src.size()), &min_v, &max_v);
   if (min_c != min_v || max_c != max_v) Fail("DisparityMinMax vector != scalar", min_c, max_c);
+
+  uint8_t table[256];
+  for (uint8_t &t : table) t = in.Byte();
+  std::vector<uint8_t> ranged_c(src.size()), ranged_v(src.size());
+  pb::ApplyRangeTable_C(src.data(), ranged_c.data(), static_cast<int32_t>(src.size()), table);
+  pb::ApplyRangeTable_NEON(src.data(), ranged_v.data(), static_cast<int32_t>(src.size()), table);
+  const long r = FirstDifference(ranged_c.data(), ranged_v.data(), ranged_c.size());
+  if (r >= 0) Fail("ApplyRangeTable vector != scalar", r, src[r], ranged_c[r]);
 }
 
 }  // namespace
