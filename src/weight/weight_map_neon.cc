@@ -46,6 +46,7 @@ struct ColumnPlan {
   int32_t base[kChunk / kBlock];
   int32_t windowed;  // leading blocks whose neighbours all lie within their window
   int32_t direct;    // leading blocks whose window lies within the row
+  int32_t period;    // base step when the direct blocks all share block 0's lanes, else -1
 };
 
 void PlanColumns(int32_t c0, int32_t n, int32_t xstep, int32_t srcWidth, ColumnPlan *plan) {
@@ -73,11 +74,19 @@ void PlanColumns(int32_t c0, int32_t n, int32_t xstep, int32_t srcWidth, ColumnP
     plan->windowed = b + 1;
     if (base + kWindow <= srcWidth) plan->direct = b + 1;  // bases never decrease
   }
+  // Integer ratios (4 output columns per source column at 480 -> 1920) repeat
+  // one block's lanes at a fixed base step.
+  plan->period = plan->direct >= 2 ? plan->base[1] - plan->base[0] : -1;
+  for (int32_t b = 1; b < plan->direct && plan->period >= 0; ++b) {
+    if (plan->base[b] - plan->base[b - 1] != plan->period ||
+        std::memcmp(plan->lanes[b], plan->lanes[0], sizeof plan->lanes[0]) != 0) {
+      plan->period = -1;
+    }
+  }
 }
 
-inline uint8x16_t InterpolateBlock(const uint8_t *window, const uint8_t (*lanes)[kBlock]) {
+inline uint8x16_t InterpolateBlock(const uint8_t *window, const uint8x16x4_t &l) {
   const uint8x16x2_t w = vld1q_u8_x2(window);
-  const uint8x16x4_t l = vld1q_u8_x4(lanes[0]);
   return Mix16(vqtbl2q_u8(w, l.val[0]), vqtbl2q_u8(w, l.val[1]), l.val[3], l.val[2]);
 }
 
@@ -89,8 +98,17 @@ void InterpolateRow(const uint8_t *row, int32_t srcWidth, const ColumnPlan &plan
                     int32_t n, int32_t xstep, uint8_t *out) {
   const int32_t direct = plan.direct, windowed = plan.windowed;
   int32_t b = 0;
+  if (plan.period >= 0) {
+    const uint8x16x4_t lanes = vld1q_u8_x4(plan.lanes[0][0]);
+    const int32_t period = plan.period;
+    const uint8_t *window = row + plan.base[0];
+    for (; b < direct; ++b, window += period) {
+      vst1q_u8(out + b * kBlock, InterpolateBlock(window, lanes));
+    }
+  }
   for (; b < direct; ++b) {
-    vst1q_u8(out + b * kBlock, InterpolateBlock(row + plan.base[b], plan.lanes[b]));
+    const uint8x16x4_t lanes = vld1q_u8_x4(plan.lanes[b][0]);
+    vst1q_u8(out + b * kBlock, InterpolateBlock(row + plan.base[b], lanes));
   }
   if (b < windowed) {
     // Holds the row's last k bytes at 0; every remaining window starts inside them.
@@ -99,7 +117,8 @@ void InterpolateRow(const uint8_t *row, int32_t srcWidth, const ColumnPlan &plan
     std::memcpy(end, row + srcWidth - k, static_cast<size_t>(k));
     for (; b < windowed; ++b) {
       const uint8_t *window = end + (plan.base[b] - (srcWidth - k));
-      vst1q_u8(out + b * kBlock, InterpolateBlock(window, plan.lanes[b]));
+      const uint8x16x4_t lanes = vld1q_u8_x4(plan.lanes[b][0]);
+      vst1q_u8(out + b * kBlock, InterpolateBlock(window, lanes));
     }
   }
   uint32_t sx = static_cast<uint32_t>(xstep) * static_cast<uint32_t>(c0 + b * kBlock);
@@ -122,41 +141,43 @@ struct RowWeights {
   uint16_t weightOf[256];
 };
 
-// Weights of sixteen sampled values. The tables are loaded at each use: held
-// across the loop as four-register groups, they cost more in moves.
-inline void StoreWeights16(uint8x16_t v, const RowWeights &rw, uint8x16_t low, uint8x16_t high,
-                           uint16_t *out) {
+// Weights of sixteen sampled values.
+inline void StoreWeights16(uint8x16_t v, const uint8x16x4_t &lo, const uint8x16x4_t &hi,
+                           uint8x16_t low, uint8x16_t high, uint16_t *out) {
   const uint8x16_t beyond = vorrq_u8(vqsubq_u8(low, v), vqsubq_u8(v, high));
   const uint8x16_t d = vminq_u8(beyond, vdupq_n_u8(kFlatFrom));
   uint8x16x2_t w;
-  w.val[0] = vqtbl4q_u8(vld1q_u8_x4(rw.lo), d);
-  w.val[1] = vqtbl4q_u8(vld1q_u8_x4(rw.hi), d);
+  w.val[0] = vqtbl4q_u8(lo, d);
+  w.val[1] = vqtbl4q_u8(hi, d);
   vst2q_u8(reinterpret_cast<uint8_t *>(out), w);  // little endian: low byte first
 }
 
 // One output row from two horizontally interpolated rows mixed with ay
 // (bottom unused when ay is 0; ay 128 is the rounded average), sixteen at a
 // time when the look-up applies, the rest through the value table.
-// Kept out of line: inlined into the row loop, its register groups spill.
+// Kept out of line: inlined into the row loop, its four-register table
+// groups are spilled and reloaded at every step.
 __attribute__((noinline)) void WeightRow(const uint8_t *top, const uint8_t *bottom, uint32_t ay, int32_t n,
                const RowWeights &rw, uint16_t *out) {
   int32_t i = 0;
   if (rw.vector) {
     const uint8x16_t low = vdupq_n_u8(rw.low), high = vdupq_n_u8(rw.high);
+    const uint8x16x4_t lo = vld1q_u8_x4(rw.lo), hi = vld1q_u8_x4(rw.hi);
     if (ay == 0) {
       for (; i + kBlock <= n; i += kBlock) {
-        StoreWeights16(vld1q_u8(top + i), rw, low, high, out + i);
+        StoreWeights16(vld1q_u8(top + i), lo, hi, low, high, out + i);
       }
     } else if (ay == 128) {
       for (; i + kBlock <= n; i += kBlock) {
-        StoreWeights16(vrhaddq_u8(vld1q_u8(top + i), vld1q_u8(bottom + i)), rw, low, high, out + i);
+        const uint8x16_t v = vrhaddq_u8(vld1q_u8(top + i), vld1q_u8(bottom + i));
+        StoreWeights16(v, lo, hi, low, high, out + i);
       }
     } else {
       const uint8x16_t fb = vdupq_n_u8(static_cast<uint8_t>(ay));
       const uint8x16_t fa = vdupq_n_u8(static_cast<uint8_t>(256u - ay));
       for (; i + kBlock <= n; i += kBlock) {
-        StoreWeights16(Mix16(vld1q_u8(top + i), vld1q_u8(bottom + i), fa, fb), rw, low, high,
-                       out + i);
+        StoreWeights16(Mix16(vld1q_u8(top + i), vld1q_u8(bottom + i), fa, fb), lo, hi, low,
+                       high, out + i);
       }
     }
   }
