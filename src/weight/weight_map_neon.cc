@@ -5,7 +5,6 @@
 #include <cstring>
 
 #include "simd/neon.h"
-#include "weight/range_table.h"
 #include "weight/weight_map.h"
 #include "weight/weight_map_internal.h"
 
@@ -142,6 +141,7 @@ struct RowWeights {
 };
 
 // Weights of sixteen sampled values.
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "interleaved byte stores assume little endian");
 inline void StoreWeights16(uint8x16_t v, const uint8x16x4_t &lo, const uint8x16x4_t &hi,
                            uint8x16_t low, uint8x16_t high, uint16_t *out) {
   const uint8x16_t beyond = vorrq_u8(vqsubq_u8(low, v), vqsubq_u8(v, high));
