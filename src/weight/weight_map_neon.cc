@@ -141,7 +141,8 @@ struct RowWeights {
 };
 
 // Weights of sixteen sampled values.
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "interleaved byte stores assume little endian");
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
+              "interleaved byte stores assume little endian");
 inline void StoreWeights16(uint8x16_t v, const uint8x16x4_t &lo, const uint8x16x4_t &hi,
                            uint8x16_t low, uint8x16_t high, uint16_t *out) {
   const uint8x16_t beyond = vorrq_u8(vqsubq_u8(low, v), vqsubq_u8(v, high));
@@ -157,8 +158,8 @@ inline void StoreWeights16(uint8x16_t v, const uint8x16x4_t &lo, const uint8x16x
 // time when the look-up applies, the rest through the value table.
 // Kept out of line: inlined into the row loop, its four-register table
 // groups are spilled and reloaded at every step.
-__attribute__((noinline)) void WeightRow(const uint8_t *top, const uint8_t *bottom, uint32_t ay, int32_t n,
-               const RowWeights &rw, uint16_t *out) {
+__attribute__((noinline)) void WeightRow(const uint8_t *top, const uint8_t *bottom, uint32_t ay,
+                                         int32_t n, const RowWeights &rw, uint16_t *out) {
   int32_t i = 0;
   if (rw.vector) {
     const uint8x16_t low = vdupq_n_u8(rw.low), high = vdupq_n_u8(rw.high);
