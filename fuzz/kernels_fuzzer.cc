@@ -8,8 +8,8 @@
 // Covered: every entry of the kernel table against the same entry of the
 // scalar table: the luma and chroma smoothing, the fused smoothing and
 // composite, the full-resolution composites, for every reduced ratio the
-// downscale and upscale-composite kernels of both planes, the weight map and
-// the disparity minimum/maximum.
+// downscale and upscale-composite kernels of both planes, the weight map, the
+// disparity minimum/maximum and the range-table application.
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -21,6 +21,7 @@
 #include "scale/downscale.h"
 #include "simd/kernel_table.h"
 #include "weight/disparity_stats.h"
+#include "weight/range_table.h"
 #include "weight/weight_map.h"
 
 namespace {
@@ -276,6 +277,16 @@ void FuzzWeights(Input &in) {
   Scalar().disparity.min_max(src.data(), static_cast<int32_t>(src.size()), &min_c, &max_c);
   Vector().disparity.min_max(src.data(), static_cast<int32_t>(src.size()), &min_v, &max_v);
   if (min_c != min_v || max_c != max_v) Fail("DisparityMinMax vector != scalar", min_c, max_c);
+
+  uint8_t table[256];
+  for (uint8_t &t : table) t = in.Byte();
+  std::vector<uint8_t> ranged_c(src.size()), ranged_v(src.size());
+  Scalar().disparity.apply_range(src.data(), ranged_c.data(), static_cast<int32_t>(src.size()),
+                                 table);
+  Vector().disparity.apply_range(src.data(), ranged_v.data(), static_cast<int32_t>(src.size()),
+                                 table);
+  const long r = FirstDifference(ranged_c.data(), ranged_v.data(), ranged_c.size());
+  if (r >= 0) Fail("ApplyRangeTable vector != scalar", r, src[r], ranged_c[r]);
 }
 
 }  // namespace

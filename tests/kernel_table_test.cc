@@ -45,6 +45,9 @@ std::vector<Entry> Entries() {
       {"disparity.min_max",
        [](const KernelTable &t, int) { return Address(t.disparity.min_max); },
        [](KernelTable &t, int) { t.disparity.min_max = nullptr; }, 0},
+      {"disparity.apply_range",
+       [](const KernelTable &t, int) { return Address(t.disparity.apply_range); },
+       [](KernelTable &t, int) { t.disparity.apply_range = nullptr; }, 0},
   };
   for (int i = 0; i < pb::kReducedRatioCount; ++i) {
     const std::string ratio = std::to_string(pb::kReducedRatios[i]);
@@ -68,7 +71,7 @@ std::vector<Entry> Entries() {
 TEST(KernelTable, EveryEntryCounts) {
   // The list above covers the whole record: a table of that many set entries
   // and nothing else.
-  static_assert(sizeof(KernelTable) == (8 + 4 * pb::kReducedRatioCount) * sizeof(void (*)()),
+  static_assert(sizeof(KernelTable) == (9 + 4 * pb::kReducedRatioCount) * sizeof(void (*)()),
                 "a family was added: list its entries here");
   for (const KernelTable *table : {&pb::ScalarKernelTable(), &pb::VectorKernelTable()}) {
     EXPECT_TRUE(pb::KernelTableComplete(*table));

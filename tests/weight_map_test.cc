@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <string>
 #include <vector>
 
 #include "weight/weight_map.h"
@@ -95,5 +96,56 @@ TEST(WeightKernelDiff, VectorMatchesReference) {
       ASSERT_EQ(ref[i] == kSentinel, int(i) / s.a < first || int(i) / s.a > last) << "row " << i / s.a;
   }
 }
+
+// The vector paths' edges against the reference, case by case: production
+// sizes and ratios (4x, 2x), source widths around the 32-byte window and the
+// 16-column blocks, downscales near and past 2:1 (windows that no longer hold
+// a block's neighbours), non-integer ratios, chunks past 2048 columns, focus
+// at the corners, band scales on both sides of the flat-from-63 condition and
+// gains at their extremes. Every row, written or not, is compared.
+struct EdgeCase { int a, b, c, d; uint8_t bandScale, gain; };
+
+class WeightEdgeTest : public ::testing::TestWithParam<EdgeCase> {};
+
+TEST_P(WeightEdgeTest, VectorMatchesReference) {
+  const EdgeCase s = GetParam();
+  std::mt19937 rng(s.a * 131 + s.c);
+  // Smooth ramps with noise: values spread over the band and beyond it.
+  std::vector<uint8_t> src(size_t(s.c) * s.d);
+  for (int y = 0; y < s.d; ++y)
+    for (int x = 0; x < s.c; ++x) src[size_t(y) * s.c + x] = uint8_t((x * 7 + y * 3) % 200 + rng() % 56);
+  const int focus[][2] = {{0, 0}, {s.a - 1, s.b - 1}, {s.a - 1, 0}, {0, s.b - 1}, {s.a / 2, s.b / 2}};
+  const int focusCount = s.a * s.b > 100000 ? 2 : 5;  // keeps the full-size cases quick
+  for (int k = 0; k < focusCount; ++k) {
+    const auto &f = focus[k];
+    std::vector<uint16_t> ref(size_t(s.a) * s.b, kSentinel), vec(ref);
+    pb::ComputeWeights_C(s.a, s.b, f[0], f[1], 0, s.b - 1, ref.data(), s.c, s.d, s.bandScale, s.gain, src.data());
+    pb::ComputeWeights_NEON(s.a, s.b, f[0], f[1], 0, s.b - 1, vec.data(), s.c, s.d, s.bandScale, s.gain, src.data());
+    for (size_t i = 0; i < ref.size(); ++i)
+      ASSERT_EQ(ref[i], vec[i]) << "focus " << f[0] << "," << f[1] << " at " << i % s.a << "," << i / s.a;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Sizes, WeightEdgeTest,
+    ::testing::Values(EdgeCase{1920, 1080, 480, 270, 50, 128}, EdgeCase{1920, 1080, 960, 540, 50, 128},
+                      EdgeCase{1920, 1080, 480, 270, 50, 255}, EdgeCase{1920, 1080, 480, 270, 63, 1},
+                      EdgeCase{1920, 1080, 960, 540, 64, 128}, EdgeCase{1920, 1080, 640, 360, 200, 0},
+                      EdgeCase{1440, 1080, 480, 270, 1, 128},   // every distance beyond 0 saturates
+                      EdgeCase{1280, 720, 480, 270, 62, 129},   // 8/3 columns per source column
+                      EdgeCase{4100, 20, 1025, 5, 50, 128},     // three chunks, periodic
+                      EdgeCase{4100, 20, 1000, 5, 50, 128},     // three chunks, not periodic
+                      EdgeCase{128, 16, 31, 4, 50, 128}, EdgeCase{128, 16, 32, 4, 50, 128},
+                      EdgeCase{128, 16, 33, 4, 50, 128}, EdgeCase{132, 9, 33, 3, 50, 128},
+                      EdgeCase{36, 4, 70, 4, 50, 128},          // downscale: windows still fit
+                      EdgeCase{35, 4, 70, 4, 50, 128},          // exactly 2:1
+                      EdgeCase{33, 4, 70, 4, 50, 128}, EdgeCase{16, 4, 70, 4, 50, 128},
+                      EdgeCase{17, 3, 1, 1, 50, 128}, EdgeCase{16, 1, 2, 1, 50, 128},
+                      EdgeCase{31, 7, 3, 2, 50, 128}, EdgeCase{15, 15, 15, 15, 50, 128}),
+    [](const auto &info) {
+      const EdgeCase &c = info.param;
+      return std::to_string(c.a) + "x" + std::to_string(c.b) + "from" + std::to_string(c.c) + "x" +
+             std::to_string(c.d) + "band" + std::to_string(c.bandScale) + "gain" + std::to_string(c.gain);
+    });
 
 }  // namespace

@@ -2,11 +2,14 @@
 // independent single-precision model, plus its general properties.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <random>
 #include <utility>
 #include <vector>
 
 #include "previewbokeh/weight.h"
+#include "simd/kernel_table.h"
 #include "weight/range_table.h"
 
 namespace {
@@ -64,6 +67,32 @@ TEST(RangeTable, NonIncreasing) {
     for (uint16_t ref : {160, 320, 640, 1280}) {
       const std::vector<uint8_t> t = Build(qx << 16, 1 << 19, ref, 640);
       for (int i = 1; i < 256; ++i) ASSERT_LE(t[i], t[i - 1]) << "q*8 " << qx << " ref " << ref << " entry " << i;
+    }
+  }
+}
+
+// Vector application against the scalar one: random tables and samples,
+// counts around the 16-sample body (0..70), a preview row and whole maps, at
+// every byte offset of input and output, nothing written past count.
+TEST(RangeTable, VectorApplicationMatchesScalar) {
+  std::mt19937 rng(11);
+  std::vector<int> counts = {1920, 480 * 270, 960 * 540, -5};
+  for (int n = 0; n <= 70; ++n) counts.push_back(n);
+  for (const int count : counts) {
+    const int n = std::max(count, 0);
+    uint8_t table[256];
+    for (auto &t : table) t = uint8_t(rng());
+    if (count % 3 == 0) table[rng() % 256] = 0;  // zero entries are ordinary values
+    const int offset = count % 16;
+    std::vector<uint8_t> in(n + 16);
+    for (auto &v : in) v = uint8_t(rng());
+    std::vector<uint8_t> ref(n + 32, 0x5A), vec(ref);
+    pb::ApplyRangeTable_C(in.data() + offset, ref.data() + 15 - offset, count, table);
+    pb::ApplyRangeTable_NEON(in.data() + offset, vec.data() + 15 - offset, count, table);
+    ASSERT_EQ(ref, vec) << "count " << count;
+    for (int i = 0; i < n + 32; ++i) {
+      const int j = i - (15 - offset);  // sample index
+      ASSERT_EQ(ref[i], j >= 0 && j < n ? table[in[offset + j]] : 0x5A) << count << " at " << j;
     }
   }
 }

@@ -94,4 +94,25 @@ TEST(HistogramRange, TrimsToPopulatedBins) {
   }
 }
 
+// Every sample counted once in its bin (16-bit counts that wrap), whatever
+// the count's remainder after the 16-sample body and the buffer's alignment.
+TEST(HistogramRange, CountsEverySample) {
+  std::mt19937 rng(5);
+  std::vector<int> sizes = {480 * 270, 65536 + 37};
+  for (int n = 0; n <= 70; ++n) sizes.push_back(n);
+  for (const int n : sizes) {
+    std::vector<uint8_t> buf(n + 1);
+    const int spread = n > 65536 ? 2 : 1 + rng() % 256;  // few bins: counters wrap
+    for (auto &v : buf) v = uint8_t(rng() % spread * 7);
+    const uint8_t *samples = buf.data() + n % 2;
+    std::vector<uint32_t> expected(256, 0);
+    for (int i = 0; i < n; ++i) ++expected[samples[i]];
+    uint16_t hist[256];
+    uint8_t mn = 0, mx = 255;
+    pbtest::LogCapture capture;
+    pb::DisparityHistogramRange(samples, hist, n, 3, 4, &mn, &mx);
+    for (int j = 0; j < 256; ++j) ASSERT_EQ(hist[j], uint16_t(expected[j])) << n << " bin " << j;
+  }
+}
+
 }  // namespace

@@ -24,7 +24,7 @@ namespace {
     /* compose        */ {ComposeLuma##suffix, ComposeChroma##suffix},             \
     /* reduced        */ {PB_REDUCED_ROWS(suffix)},                                \
     /* weight         */ {ComputeWeights##suffix},                                 \
-    /* disparity      */ {DisparityMinMax##suffix},                                \
+    /* disparity      */ {DisparityMinMax##suffix, ApplyRangeTable##suffix},       \
   }
 // clang-format on
 
@@ -66,7 +66,8 @@ bool Set(Fn fn) {
 bool KernelTableComplete(const KernelTable &t) {
   bool ok = Set(t.smooth.luma) && Set(t.smooth.chroma) && Set(t.smooth_compose.luma) &&
             Set(t.smooth_compose.chroma) && Set(t.compose.luma) && Set(t.compose.chroma) &&
-            Set(t.weight.compute) && Set(t.disparity.min_max);
+            Set(t.weight.compute) && Set(t.disparity.min_max) &&
+            Set(t.disparity.apply_range);
   for (const ReducedKernels &r : t.reduced) {
     ok = ok && Set(r.downscale_luma) && Set(r.compose_luma) && Set(r.downscale_chroma) &&
          Set(r.compose_chroma);

@@ -52,6 +52,10 @@ using ComputeWeightsFn = void (*)(int32_t width, int32_t height, int32_t selX, i
 // Minimum and maximum of a disparity map.
 using MinMaxFn = void (*)(const uint8_t *src, int32_t n, uint8_t *min, uint8_t *max);
 
+// out[i] = table[samples[i]] for i < count (the per-frame range table).
+using ApplyRangeFn = void (*)(const uint8_t *samples, uint8_t *out, int32_t count,
+                              const uint8_t table[256]);
+
 // ---------------------------------------------------------------------------
 // Records, one per kernel family.
 
@@ -83,6 +87,7 @@ struct WeightKernels {
 
 struct DisparityKernels {
   MinMaxFn min_max;
+  ApplyRangeFn apply_range;
 };
 
 // Working ratios with a reduced path, in the order of KernelTable::reduced.
@@ -215,6 +220,10 @@ void ComputeWeights_NEON(int32_t width, int32_t height, int32_t selX, int32_t se
 
 void DisparityMinMax_C(const uint8_t *src, int32_t n, uint8_t *min, uint8_t *max);
 void DisparityMinMax_NEON(const uint8_t *src, int32_t n, uint8_t *min, uint8_t *max);
+void ApplyRangeTable_C(const uint8_t *samples, uint8_t *out, int32_t count,
+                       const uint8_t table[256]);
+void ApplyRangeTable_NEON(const uint8_t *samples, uint8_t *out, int32_t count,
+                          const uint8_t table[256]);
 
 }  // namespace pb
 

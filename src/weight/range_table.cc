@@ -60,7 +60,8 @@ void BuildRangeTable(const DisparityFrame *header, uint8_t table[256]) {
   }
 }
 
-void ApplyRangeTable(const uint8_t *samples, uint8_t *out, int32_t count, const uint8_t table[256]) {
+void ApplyRangeTable_C(const uint8_t *samples, uint8_t *out, int32_t count,
+                       const uint8_t table[256]) {
   for (int32_t i = 0; i < count; ++i) out[i] = table[samples[i]];
 }
 

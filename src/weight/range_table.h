@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "previewbokeh/weight.h"
+#include "simd/kernel_table.h"
 
 namespace pb {
 
@@ -19,7 +20,10 @@ int64_t TruncToInt64(double d);
 void BuildRangeTable(const DisparityFrame *header, uint8_t table[256]);
 
 // out[i] = table[samples[i]] for i < count; a count below 1 writes nothing.
-void ApplyRangeTable(const uint8_t *samples, uint8_t *out, int32_t count, const uint8_t table[256]);
+// ApplyRangeFn (simd/kernel_table.h):
+//   ApplyRangeTable_C     one sample at a time
+//   ApplyRangeTable_NEON  the first count & ~15 samples sixteen at a time
+//     (the table as four 64-byte look-ups), the rest one at a time.
 
 }  // namespace pb
 

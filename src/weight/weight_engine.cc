@@ -175,10 +175,10 @@ extern "C" PREVIEWBOKEH_EXPORT int weight_async_process(const WeightProcessParam
   uint8_t rangeTable[256];
   pb::BuildRangeTable(params->frame, rangeTable);
   const int32_t n = C * D;
-  pb::ApplyRangeTable(e->Disparity, e->RangedDisparity, n, rangeTable);
+  const pb::KernelTable &kernels = pb::Kernels();
+  kernels.disparity.apply_range(e->Disparity, e->RangedDisparity, n, rangeTable);
 
   const int32_t h = e->DisparityWinSize / 2;
-  const pb::KernelTable &kernels = pb::Kernels();
   kernels.smooth.luma(e->RangedDisparity, e->ExpandDisparity, e->SmoothDisparity, C, D,
                       e->SmoothKernel, h, h, reinterpret_cast<uint8_t *>(e->TempimDisparity), 0,
                       D - 1);

@@ -33,13 +33,16 @@ uint16_t DistanceWeight(uint32_t d, float g, uint8_t gain);
 // the map (callers clamp it). src is the smoothed disparity, srcWidth x
 // srcHeight, both below 32768.
 //   ComputeWeights_C     the per-pixel formula, as plain as it can be written
-//   ComputeWeights_NEON  same bytes: horizontal interpolation once per source
-//     row and column chunk into 16-bit rows (two rows cached; both neighbours
-//     gathered with one load per column), vertical interpolation eight pixels
-//     at a time in 16 bits, and the weights from a distance-to-weight table
-//     built per call with the same float arithmetic, applied through an
-//     integer form that is checked against the whole table first (else looked
-//     up one at a time).
+//   ComputeWeights_NEON  same bytes. Columns in chunks of 2048: each source
+//     row is interpolated horizontally once per chunk into 8-bit values (two
+//     rows cached), sixteen columns at a time by table look-ups in a 32-byte
+//     window of the row wherever a block's neighbours fit in one, the other
+//     columns one at a time; then per output row the vertical mix and the
+//     weights sixteen at a time, the weight of min(distance, 63) looked up in
+//     the low and high bytes of a 64-entry table. That look-up needs the
+//     distance-to-weight table flat from 63 on (band scales up to 63); other
+//     calls, and the last width % 16 columns of a chunk, take the weight of
+//     each value from a 256-entry table.
 
 }  // namespace pb
 

@@ -5,7 +5,6 @@
 #include <cstring>
 
 #include "simd/neon.h"
-#include "weight/range_table.h"
 #include "weight/weight_map.h"
 #include "weight/weight_map_internal.h"
 
@@ -18,128 +17,168 @@ using weightmap::Wrap;
 
 namespace {
 
-constexpr int32_t kChunk = 1024;  // output columns handled per pass over the rows
-
-// Per-column interpolation inputs of one chunk.
-struct ColumnPlan {
-  int32_t x0[kChunk];
-  int32_t x1[kChunk];
-  uint16_t ax[kChunk];   // weight of the right neighbour, 0..255
-  uint16_t inv[kChunk];  // 256 - ax
-  int32_t paired;        // leading columns with x1 == x0 + 1 (x0 never decreases)
-};
+constexpr int32_t kBlock = 16;    // output columns per vector step
+constexpr int32_t kChunk = 2048;  // output columns per pass over the rows, whole blocks
+constexpr int32_t kWindow = 32;   // source bytes a block's columns may span
+constexpr int32_t kFlatFrom = 63;  // distances from here on must share one weight for the tbl path
 
 inline uint32_t Lerp(uint32_t a, uint32_t b, uint32_t f) {
   return (f * b + (256u - f) * a + 128u) >> 8;
 }
 
-// (a * inv + b * f + 128) >> 8 with inv = 256 - f, eight lanes of 16 bits:
-// a and b are at most 255, so the sum stays below 65536.
-inline uint16x8_t Lerp8(uint16x8_t a, uint16x8_t b, uint16x8_t f, uint16x8_t inv) {
-  const uint16x8_t sum = vmlaq_u16(vmulq_u16(a, inv), b, f);
-  return vshrq_n_u16(vaddq_u16(sum, vdupq_n_u16(128)), 8);
+// (a * fa + b * fb + 128) >> 8 in sixteen lanes, fa + fb = 256 with both
+// below 256: the sum stays below 65536.
+inline uint8x16_t Mix16(uint8x16_t a, uint8x16_t b, uint8x16_t fa, uint8x16_t fb) {
+  const uint16x8_t lo = vmlal_u8(vmull_u8(vget_low_u8(a), vget_low_u8(fa)), vget_low_u8(b),
+                                 vget_low_u8(fb));
+  const uint16x8_t hi = vmlal_high_u8(vmull_high_u8(a, fa), b, fb);
+  return vcombine_u8(vrshrn_n_u16(lo, 8), vrshrn_n_u16(hi, 8));
 }
 
-// The byte at x and its right neighbour as one 16-bit lane, left byte low:
-// one 16-bit load on the little-endian targets.
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "pair loads assume little endian");
-inline uint16_t PairAt(const uint8_t *row, int32_t x) {
-  uint16_t pair;
-  std::memcpy(&pair, row + x, sizeof pair);
-  return pair;
-}
-
-inline uint16x8_t GatherPairs(const uint8_t *row, const int32_t *x0) {
-  uint16x8_t p = vdupq_n_u16(0);
-  p = vsetq_lane_u16(PairAt(row, x0[0]), p, 0);
-  p = vsetq_lane_u16(PairAt(row, x0[1]), p, 1);
-  p = vsetq_lane_u16(PairAt(row, x0[2]), p, 2);
-  p = vsetq_lane_u16(PairAt(row, x0[3]), p, 3);
-  p = vsetq_lane_u16(PairAt(row, x0[4]), p, 4);
-  p = vsetq_lane_u16(PairAt(row, x0[5]), p, 5);
-  p = vsetq_lane_u16(PairAt(row, x0[6]), p, 6);
-  p = vsetq_lane_u16(PairAt(row, x0[7]), p, 7);
-  return p;
-}
-
-// Horizontal interpolation of one source row at the chunk's n columns, one
-// 16-bit value per column. The columns whose right neighbour is the next byte
-// (all but the clamped ones at the right edge) gather both bytes at once.
-void InterpolateRow(const uint8_t *row, const ColumnPlan &plan, int32_t n, uint16_t *out) {
-  const int32_t paired = std::min(n, plan.paired);
-  int32_t i = 0;
-  for (; i + 8 <= paired; i += 8) {
-    const uint16x8_t pairs = GatherPairs(row, plan.x0 + i);
-    const uint16x8_t left = vandq_u16(pairs, vdupq_n_u16(255));
-    const uint16x8_t right = vshrq_n_u16(pairs, 8);
-    vst1q_u16(out + i, Lerp8(left, right, vld1q_u16(plan.ax + i), vld1q_u16(plan.inv + i)));
-  }
-  for (; i < n; ++i) {
-    out[i] = static_cast<uint16_t>(Lerp(row[plan.x0[i]], row[plan.x1[i]], plan.ax[i]));
-  }
-}
-
-// Integer form of the distance-to-weight table for the vector path:
-// w(d) = min(a * min(d, 64) + ((m * min(d, 64)) >> 8), 1024), all in 16 bits.
-// Used only when it reproduces the float-built table for every distance (it
-// does for band scale 50 and unity gain); otherwise weights are looked up.
-struct DistanceFormula {
-  bool exact;
-  uint16_t a;
-  uint16_t m;
+// Horizontal interpolation plan of one chunk, per block of 16 output columns:
+// the block reads the source row's bytes [base, base + 32) and picks its
+// columns' left and right neighbours from them with table look-ups. A column
+// with ax == 0 takes its left neighbour twice at weights 128/128 (same value),
+// so that both weights stay below 256.
+struct ColumnPlan {
+  uint8_t lanes[kChunk / kBlock][4][kBlock];  // left offset, right offset, ax, 256 - ax
+  int32_t base[kChunk / kBlock];
+  int32_t windowed;  // leading blocks whose neighbours all lie within their window
+  int32_t direct;    // leading blocks whose window lies within the row
+  int32_t period;    // base step when the direct blocks all share block 0's lanes, else -1
 };
 
-DistanceFormula FitDistanceFormula(const uint16_t weightOfDistance[256], float g) {
-  const int32_t a = TruncToInt32(g);
-  if (a < 0 || a > 1000) return {false, 0, 0};
-  const float frac = (g - static_cast<float>(a)) * 256.0f;
-  const int32_t lo = TruncToInt32(frac);
-  for (int32_t m = lo; m <= lo + 1 && m <= 255; ++m) {
-    bool exact = true;
-    for (uint32_t d = 0; d < 256 && exact; ++d) {
-      const uint32_t dc = std::min(d, 64u);
-      const uint32_t w =
-          std::min(static_cast<uint32_t>(a) * dc + ((static_cast<uint32_t>(m) * dc) >> 8), 1024u);
-      exact = w == weightOfDistance[d];
+void PlanColumns(int32_t c0, int32_t n, int32_t xstep, int32_t srcWidth, ColumnPlan *plan) {
+  plan->windowed = 0;
+  plan->direct = 0;
+  uint32_t sx = static_cast<uint32_t>(xstep) * static_cast<uint32_t>(c0);
+  for (int32_t b = 0; b < n / kBlock; ++b) {
+    const int32_t base = Wrap(sx) >> 16;
+    for (int32_t j = 0; j < kBlock; ++j, sx += static_cast<uint32_t>(xstep)) {
+      const int32_t px = Wrap(sx);
+      const int32_t x0 = px >> 16;
+      int32_t x1 = std::min(x0 + 1, srcWidth - 1);
+      int32_t ax = (px >> 8) & 255;
+      if (x1 - base >= kWindow) return;
+      if (ax == 0) {
+        x1 = x0;
+        ax = 128;
+      }
+      plan->lanes[b][0][j] = static_cast<uint8_t>(x0 - base);
+      plan->lanes[b][1][j] = static_cast<uint8_t>(x1 - base);
+      plan->lanes[b][2][j] = static_cast<uint8_t>(ax);
+      plan->lanes[b][3][j] = static_cast<uint8_t>(256 - ax);
     }
-    if (exact) return {true, static_cast<uint16_t>(a), static_cast<uint16_t>(m)};
+    plan->base[b] = base;
+    plan->windowed = b + 1;
+    if (base + kWindow <= srcWidth) plan->direct = b + 1;  // bases never decrease
   }
-  return {false, 0, 0};
+  // Integer ratios (4 output columns per source column at 480 -> 1920) repeat
+  // one block's lanes at a fixed base step.
+  plan->period = plan->direct >= 2 ? plan->base[1] - plan->base[0] : -1;
+  for (int32_t b = 1; b < plan->direct && plan->period >= 0; ++b) {
+    if (plan->base[b] - plan->base[b - 1] != plan->period ||
+        std::memcmp(plan->lanes[b], plan->lanes[0], sizeof plan->lanes[0]) != 0) {
+      plan->period = -1;
+    }
+  }
 }
 
-// Weights of eight sampled values (0..255) by the fitted formula.
-inline uint16x8_t Weights8(uint16x8_t v, uint16x8_t low, uint16x8_t high,
-                           const DistanceFormula &f) {
-  const uint16x8_t beyond = vorrq_u16(vqsubq_u16(low, v), vqsubq_u16(v, high));
-  const uint16x8_t d = vminq_u16(beyond, vdupq_n_u16(64));
-  const uint16x8_t w = vaddq_u16(vmulq_n_u16(d, f.a), vshrq_n_u16(vmulq_n_u16(d, f.m), 8));
-  return vminq_u16(w, vdupq_n_u16(1024));
+inline uint8x16_t InterpolateBlock(const uint8_t *window, const uint8x16x4_t &l) {
+  const uint8x16x2_t w = vld1q_u8_x2(window);
+  return Mix16(vqtbl2q_u8(w, l.val[0]), vqtbl2q_u8(w, l.val[1]), l.val[3], l.val[2]);
 }
 
-// What turns one call's sampled values into weights.
+// Horizontal interpolation of one source row at the chunk's n columns (c0
+// onwards), one byte per column: the windowed blocks by table look-ups (the
+// last ones from a copy of the row's end, as their window may run past it),
+// the remaining columns one at a time.
+void InterpolateRow(const uint8_t *row, int32_t srcWidth, const ColumnPlan &plan, int32_t c0,
+                    int32_t n, int32_t xstep, uint8_t *out) {
+  const int32_t direct = plan.direct, windowed = plan.windowed;
+  int32_t b = 0;
+  if (plan.period >= 0) {
+    const uint8x16x4_t lanes = vld1q_u8_x4(plan.lanes[0][0]);
+    const int32_t period = plan.period;
+    const uint8_t *window = row + plan.base[0];
+    for (; b < direct; ++b, window += period) {
+      vst1q_u8(out + b * kBlock, InterpolateBlock(window, lanes));
+    }
+  }
+  for (; b < direct; ++b) {
+    const uint8x16x4_t lanes = vld1q_u8_x4(plan.lanes[b][0]);
+    vst1q_u8(out + b * kBlock, InterpolateBlock(row + plan.base[b], lanes));
+  }
+  if (b < windowed) {
+    // Holds the row's last k bytes at 0; every remaining window starts inside them.
+    uint8_t end[2 * kWindow] = {};
+    const int32_t k = std::min(srcWidth, kWindow);
+    std::memcpy(end, row + srcWidth - k, static_cast<size_t>(k));
+    for (; b < windowed; ++b) {
+      const uint8_t *window = end + (plan.base[b] - (srcWidth - k));
+      const uint8x16x4_t lanes = vld1q_u8_x4(plan.lanes[b][0]);
+      vst1q_u8(out + b * kBlock, InterpolateBlock(window, lanes));
+    }
+  }
+  uint32_t sx = static_cast<uint32_t>(xstep) * static_cast<uint32_t>(c0 + b * kBlock);
+  for (int32_t i = b * kBlock; i < n; ++i, sx += static_cast<uint32_t>(xstep)) {
+    const int32_t px = Wrap(sx);
+    const int32_t x0 = px >> 16;
+    const int32_t x1 = std::min(x0 + 1, srcWidth - 1);
+    out[i] = static_cast<uint8_t>(Lerp(row[x0], row[x1], static_cast<uint32_t>(px >> 8) & 255u));
+  }
+}
+
+// What turns one call's sampled values into weights: a value table for the
+// one-at-a-time columns and, when the distance-to-weight table is flat from
+// distance 63 on, its first 64 entries split into low and high bytes for
+// sixteen-lane look-ups of min(distance, 63).
 struct RowWeights {
-  DistanceFormula formula;
-  uint16x8_t low, high;
+  bool vector;
+  uint8_t lo[64], hi[64];
+  uint8_t low, high;
   uint16_t weightOf[256];
 };
 
+// Weights of sixteen sampled values.
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
+              "interleaved byte stores assume little endian");
+inline void StoreWeights16(uint8x16_t v, const uint8x16x4_t &lo, const uint8x16x4_t &hi,
+                           uint8x16_t low, uint8x16_t high, uint16_t *out) {
+  const uint8x16_t beyond = vorrq_u8(vqsubq_u8(low, v), vqsubq_u8(v, high));
+  const uint8x16_t d = vminq_u8(beyond, vdupq_n_u8(kFlatFrom));
+  uint8x16x2_t w;
+  w.val[0] = vqtbl4q_u8(lo, d);
+  w.val[1] = vqtbl4q_u8(hi, d);
+  vst2q_u8(reinterpret_cast<uint8_t *>(out), w);  // little endian: low byte first
+}
+
 // One output row from two horizontally interpolated rows mixed with ay
-// (bottom unused when ay is 0): by the formula eight at a time when it is
-// exact, the rest through the value table.
-void WeightRow(const uint16_t *top, const uint16_t *bottom, uint32_t ay, int32_t n,
-               const RowWeights &rw, uint16_t *out) {
+// (bottom unused when ay is 0; ay 128 is the rounded average), sixteen at a
+// time when the look-up applies, the rest through the value table.
+// Kept out of line: inlined into the row loop, its four-register table
+// groups are spilled and reloaded at every step.
+__attribute__((noinline)) void WeightRow(const uint8_t *top, const uint8_t *bottom, uint32_t ay,
+                                         int32_t n, const RowWeights &rw, uint16_t *out) {
   int32_t i = 0;
-  if (rw.formula.exact) {
+  if (rw.vector) {
+    const uint8x16_t low = vdupq_n_u8(rw.low), high = vdupq_n_u8(rw.high);
+    const uint8x16x4_t lo = vld1q_u8_x4(rw.lo), hi = vld1q_u8_x4(rw.hi);
     if (ay == 0) {
-      for (; i + 8 <= n; i += 8) {
-        vst1q_u16(out + i, Weights8(vld1q_u16(top + i), rw.low, rw.high, rw.formula));
+      for (; i + kBlock <= n; i += kBlock) {
+        StoreWeights16(vld1q_u8(top + i), lo, hi, low, high, out + i);
+      }
+    } else if (ay == 128) {
+      for (; i + kBlock <= n; i += kBlock) {
+        const uint8x16_t v = vrhaddq_u8(vld1q_u8(top + i), vld1q_u8(bottom + i));
+        StoreWeights16(v, lo, hi, low, high, out + i);
       }
     } else {
-      const uint16x8_t f = vdupq_n_u16(static_cast<uint16_t>(ay));
-      const uint16x8_t inv = vdupq_n_u16(static_cast<uint16_t>(256u - ay));
-      for (; i + 8 <= n; i += 8) {
-        const uint16x8_t v = Lerp8(vld1q_u16(top + i), vld1q_u16(bottom + i), f, inv);
-        vst1q_u16(out + i, Weights8(v, rw.low, rw.high, rw.formula));
+      const uint8x16_t fb = vdupq_n_u8(static_cast<uint8_t>(ay));
+      const uint8x16_t fa = vdupq_n_u8(static_cast<uint8_t>(256u - ay));
+      for (; i + kBlock <= n; i += kBlock) {
+        StoreWeights16(Mix16(vld1q_u8(top + i), vld1q_u8(bottom + i), fa, fb), lo, hi, low,
+                       high, out + i);
       }
     }
   }
@@ -155,7 +194,7 @@ void ComputeWeights_NEON(int32_t width, int32_t height, int32_t selX, int32_t se
   if (first > last || width < 1) return;
   const int32_t xstep = sp.xstep, ystep = sp.ystep;
 
-  // The weight depends on the sampled value only: one table per call.
+  // The weight depends on the sampled value only: tables per call.
   const float g = 1024.0f / static_cast<float>(bandScale);
   uint16_t weightOfDistance[256];
   for (uint32_t d = 0; d < 256; ++d) weightOfDistance[d] = DistanceWeight(d, g, gain);
@@ -163,33 +202,32 @@ void ComputeWeights_NEON(int32_t width, int32_t height, int32_t selX, int32_t se
   for (uint32_t v = 0; v < 256; ++v) {
     rw.weightOf[v] = weightOfDistance[BandDistance(v, sp.low, sp.high)];
   }
-  rw.formula = FitDistanceFormula(weightOfDistance, g);
-  rw.low = vdupq_n_u16(static_cast<uint16_t>(sp.low));
-  rw.high = vdupq_n_u16(static_cast<uint16_t>(sp.high));
+  rw.vector = true;
+  for (int32_t d = kFlatFrom; d < 256; ++d) {
+    rw.vector = rw.vector && weightOfDistance[d] == weightOfDistance[kFlatFrom];
+  }
+  for (int32_t d = 0; d < 64; ++d) {
+    rw.lo[d] = static_cast<uint8_t>(weightOfDistance[d]);
+    rw.hi[d] = static_cast<uint8_t>(weightOfDistance[d] >> 8);
+  }
+  rw.low = static_cast<uint8_t>(sp.low);
+  rw.high = static_cast<uint8_t>(sp.high);
 
   ColumnPlan plan;
-  uint16_t rows[2][kChunk];
+  uint8_t rows[2][kChunk];
   for (int32_t c0 = 0; c0 < width; c0 += kChunk) {
     const int32_t n = std::min(kChunk, width - c0);
-    uint32_t sx = static_cast<uint32_t>(xstep) * static_cast<uint32_t>(c0);
-    for (int32_t i = 0; i < n; ++i, sx += static_cast<uint32_t>(xstep)) {
-      const int32_t px = Wrap(sx);
-      plan.x0[i] = px >> 16;
-      plan.x1[i] = std::min(plan.x0[i] + 1, srcWidth - 1);
-      plan.ax[i] = static_cast<uint16_t>((px >> 8) & 255);
-      plan.inv[i] = static_cast<uint16_t>(256 - plan.ax[i]);
-    }
-    plan.paired = 0;
-    while (plan.paired < n && plan.x1[plan.paired] == plan.x0[plan.paired] + 1) ++plan.paired;
+    PlanColumns(c0, n, xstep, srcWidth, &plan);
 
-    // Two cached interpolated source rows: consecutive output rows mostly
-    // share them.
+    // Two cached interpolated source rows: each source row is interpolated
+    // once per chunk and serves every output row between it and the next.
     int32_t cached[2] = {-1, -1};
-    auto rowFor = [&](int32_t r, int32_t keep) -> const uint16_t * {
+    auto rowFor = [&](int32_t r, int32_t keep) -> const uint8_t * {
       if (cached[0] == r) return rows[0];
       if (cached[1] == r) return rows[1];
       const int slot = cached[0] == keep ? 1 : 0;
-      InterpolateRow(src + static_cast<ptrdiff_t>(r) * srcWidth, plan, n, rows[slot]);
+      InterpolateRow(src + static_cast<ptrdiff_t>(r) * srcWidth, srcWidth, plan, c0, n, xstep,
+                     rows[slot]);
       cached[slot] = r;
       return rows[slot];
     };
@@ -200,8 +238,8 @@ void ComputeWeights_NEON(int32_t width, int32_t height, int32_t selX, int32_t se
       const int32_t y0 = py >> 16;
       const int32_t y1 = std::min(y0 + 1, srcHeight - 1);
       const uint32_t ay = static_cast<uint32_t>(py >> 8) & 255u;
-      const uint16_t *top = rowFor(y0, y1);
-      const uint16_t *bottom = ay == 0 ? top : rowFor(y1, y0);
+      const uint8_t *top = rowFor(y0, y1);
+      const uint8_t *bottom = ay == 0 ? top : rowFor(y1, y0);
       WeightRow(top, bottom, ay, n, rw, dst + static_cast<ptrdiff_t>(y) * width + c0);
     }
   }
