@@ -1,20 +1,21 @@
 // Vector downscale kernels. Same results as the scalar kernels in
 // downscale_c.cc, byte for byte: the vector steps use only exact widening adds
-// and rounding shifts; columns they do not cover go one at a time.
+// and rounding shifts; columns they do not cover go one at a time. Which
+// columns the steps cover is said beside each scalar twin (downscale_c.cc).
 #include "scale/downscale.h"
-#include "scale/scale_internal.h"
+#include "scale/downscale_internal.h"
 #include "simd/neon.h"
 
 namespace pb {
 namespace {
 
+using scale::DownscaleCall;
 using scale::DownscaleRows;
-using scale::ForEachSourceRow;
 using scale::Offset;
-using scale::PlanDownscale;
 using scale::ReduceChromaRun;
 using scale::ReduceColumn;
 using scale::ReduceLumaRun;
+using scale::RunDownscale;
 
 // Column sums of N rows of 16 bytes, weighted as the reduction of N, as two
 // 16-bit halves (bytes 0..7 and 8..15).
@@ -102,54 +103,55 @@ inline uint8x8_t ReduceQuads8(const uint8_t *s) {
   return vrshrn_n_u16(sum, 2);
 }
 
-// Luma members whose every column reads from fh * x. Ratio 8 with fh == 8
-// reduces 16 outputs a step; the remaining columns run one output at a time.
-// The vertical pass is vector.
+// Ratio 8 luma: 16 outputs a step where fh == 8.
+void Luma8Row(const uint8_t *s, uint8_t *o, int32_t fh, int32_t lowWidth) {
+  const int32_t body = fh == 8 ? (lowWidth & ~15) : 0;
+  for (int32_t x = 0; x < body; x += 16) {
+    // Each lane holds a value below 256: its low byte is the result.
+    vst1q_u8(o + x, vuzp1q_u8(vreinterpretq_u8_u16(ReduceEights8(s + 8 * x)),
+                              vreinterpretq_u8_u16(ReduceEights8(s + 8 * x + 64))));
+  }
+  ReduceLumaRun<8>(s + fh * body, fh, o + body, lowWidth - body);
+}
+
+// Chroma ratios 4, 6, 8: scalar pass 1, vector pass 2.
 template <int N>
-void DownscaleLumaStrided(const char *name, const uint8_t *src, uint8_t *dst, uint8_t *xinterp,
-                          int32_t width, int32_t height, int32_t lowWidth, int32_t lowHeight,
-                          int32_t lowRowFirst, int32_t lowRowLast) {
-  const DownscaleRows p = PlanDownscale(name, N, src, dst, xinterp, width, height, lowWidth,
-                                        lowHeight, lowRowFirst, lowRowLast);
-  if (!p.ok) return;
-  const int32_t body = N == 8 && p.fh == 8 ? (lowWidth & ~15) : 0;
-  ForEachSourceRow<N>(p, src, width, xinterp, lowWidth, [&](const uint8_t *s, uint8_t *o) {
-    for (int32_t x = 0; x < body; x += 16) {
-      // Each lane holds a value below 256: its low byte is the result.
-      vst1q_u8(o + x, vuzp1q_u8(vreinterpretq_u8_u16(ReduceEights8(s + 8 * x)),
-                                vreinterpretq_u8_u16(ReduceEights8(s + 8 * x + 64))));
-    }
-    ReduceLumaRun<N>(s + p.fh * body, p.fh, o + body, lowWidth - body);
-  });
-  VerticalPass<N>(p, xinterp, dst, lowWidth, lowWidth);
+void ChromaStrided(const char *name, const DownscaleCall &c) {
+  if (c.lowWidth < 2) return;
+  RunDownscale<N>(
+      name, c, c.lowWidth & ~1,
+      [&](const uint8_t *s, uint8_t *o, int32_t fh) {
+        ReduceChromaRun<N>(s, 2 * fh, o, c.lowWidth / 2);
+      },
+      VerticalPass<N>);
 }
 
 }  // namespace
 
 PB_DOWNSCALE_KERNEL(DownscaleLuma2_NEON) {
-  const DownscaleRows p = PlanDownscale("DownscaleLuma2", 2, src, dst, xinterp, width, height,
-                                        lowWidth, lowHeight, lowRowFirst, lowRowLast);
-  if (!p.ok) return;
   const int32_t body = lowWidth & ~7;
-  ForEachSourceRow<2>(p, src, width, xinterp, lowWidth, [&](const uint8_t *s, uint8_t *o) {
-    int32_t x = 0;
-    for (; x + 16 <= body; x += 16) vst1q_u8(o + x, ReducePairs16(s + 2 * x));
-    ReduceLumaRun<2>(s + 2 * x, 2, o + x, body - x);
-    ReduceLumaRun<2>(s + 2 * body, p.fh, o + body, lowWidth - body);
-  });
-  VerticalPass<2>(p, xinterp, dst, lowWidth, lowWidth);
+  RunDownscale<2>(
+      "DownscaleLuma2", {src, dst, xinterp, width, height, lowWidth, lowHeight, lowRowFirst, lowRowLast},
+      lowWidth,
+      [&](const uint8_t *s, uint8_t *o, int32_t fh) {
+        int32_t x = 0;
+        for (; x + 16 <= body; x += 16) vst1q_u8(o + x, ReducePairs16(s + 2 * x));
+        ReduceLumaRun<2>(s + 2 * x, 2, o + x, body - x);
+        ReduceLumaRun<2>(s + 2 * body, fh, o + body, lowWidth - body);
+      },
+      VerticalPass<2>);
 }
 
 PB_DOWNSCALE_KERNEL(DownscaleLuma4_NEON) {
-  const DownscaleRows p = PlanDownscale("DownscaleLuma4", 4, src, dst, xinterp, width, height,
-                                        lowWidth, lowHeight, lowRowFirst, lowRowLast);
-  if (!p.ok) return;
   const int32_t body = lowWidth & ~7;
-  ForEachSourceRow<4>(p, src, width, xinterp, lowWidth, [&](const uint8_t *s, uint8_t *o) {
-    for (int32_t x = 0; x < body; x += 8) vst1_u8(o + x, ReduceQuads8(s + p.fh * x));
-    ReduceLumaRun<4>(s + p.fh * body, p.fh, o + body, lowWidth - body);
-  });
-  VerticalPass<4>(p, xinterp, dst, lowWidth, lowWidth);
+  RunDownscale<4>(
+      "DownscaleLuma4", {src, dst, xinterp, width, height, lowWidth, lowHeight, lowRowFirst, lowRowLast},
+      lowWidth,
+      [&](const uint8_t *s, uint8_t *o, int32_t fh) {
+        for (int32_t x = 0; x < body; x += 8) vst1_u8(o + x, ReduceQuads8(s + fh * x));
+        ReduceLumaRun<4>(s + fh * body, fh, o + body, lowWidth - body);
+      },
+      VerticalPass<4>);
 }
 
 // Ratio 6 has no vector form that beats the scalar kernel (whose plain loops
@@ -158,31 +160,47 @@ PB_DOWNSCALE_KERNEL(DownscaleLuma6_NEON) {
   DownscaleLuma6_C(src, dst, xinterp, width, height, lowWidth, lowHeight, lowRowFirst,
                    lowRowLast);
 }
-PB_DOWNSCALE_LUMA_STRIDED_KERNEL(8, _NEON)
+
+PB_DOWNSCALE_KERNEL(DownscaleLuma8_NEON) {
+  RunDownscale<8>(
+      "DownscaleLuma8", {src, dst, xinterp, width, height, lowWidth, lowHeight, lowRowFirst, lowRowLast},
+      lowWidth, [&](const uint8_t *s, uint8_t *o, int32_t fh) { Luma8Row(s, o, fh, lowWidth); },
+      VerticalPass<8>);
+}
 
 // 32 source bytes (16 pairs) give 8 reduced pairs a step: unzipped as 16-bit
 // lanes, the even and odd source pairs meet byte for byte (U with U, V with V).
 PB_DOWNSCALE_KERNEL(DownscaleChroma2_NEON) {
-  const DownscaleRows p = PlanDownscale("DownscaleChroma2", 2, src, dst, xinterp, width, height,
-                                        lowWidth, lowHeight, lowRowFirst, lowRowLast);
-  if (!p.ok) return;
   const int32_t pairs = lowWidth / 2;
-  ForEachSourceRow<2>(p, src, width, xinterp, lowWidth, [&](const uint8_t *s, uint8_t *o) {
-    int32_t k = 0;
-    for (; k + 8 <= pairs; k += 8) {
-      const uint16x8_t a = vreinterpretq_u16_u8(vld1q_u8(s + 4 * k));
-      const uint16x8_t b = vreinterpretq_u16_u8(vld1q_u8(s + 4 * k + 16));
-      vst1q_u8(o + 2 * k, vrhaddq_u8(vreinterpretq_u8_u16(vuzp1q_u16(a, b)),
-                                     vreinterpretq_u8_u16(vuzp2q_u16(a, b))));
-    }
-    ReduceChromaRun<2>(s + 4 * k, 4, o + 2 * k, pairs - k);
-  });
-  VerticalPass<2>(p, xinterp, dst, lowWidth, lowWidth);
+  RunDownscale<2>(
+      "DownscaleChroma2", {src, dst, xinterp, width, height, lowWidth, lowHeight, lowRowFirst, lowRowLast},
+      lowWidth,
+      [&](const uint8_t *s, uint8_t *o, int32_t) {
+        int32_t k = 0;
+        for (; k + 8 <= pairs; k += 8) {
+          const uint16x8_t a = vreinterpretq_u16_u8(vld1q_u8(s + 4 * k));
+          const uint16x8_t b = vreinterpretq_u16_u8(vld1q_u8(s + 4 * k + 16));
+          vst1q_u8(o + 2 * k, vrhaddq_u8(vreinterpretq_u8_u16(vuzp1q_u16(a, b)),
+                                         vreinterpretq_u8_u16(vuzp2q_u16(a, b))));
+        }
+        ReduceChromaRun<2>(s + 4 * k, 4, o + 2 * k, pairs - k);
+      },
+      VerticalPass<2>);
 }
 
-// Ratios 4, 6, 8: scalar pass 1, vector pass 2.
-PB_DOWNSCALE_CHROMA_STRIDED_KERNEL(4, _NEON)
-PB_DOWNSCALE_CHROMA_STRIDED_KERNEL(6, _NEON)
-PB_DOWNSCALE_CHROMA_STRIDED_KERNEL(8, _NEON)
+PB_DOWNSCALE_KERNEL(DownscaleChroma4_NEON) {
+  ChromaStrided<4>("DownscaleChroma4",
+                   {src, dst, xinterp, width, height, lowWidth, lowHeight, lowRowFirst, lowRowLast});
+}
+
+PB_DOWNSCALE_KERNEL(DownscaleChroma6_NEON) {
+  ChromaStrided<6>("DownscaleChroma6",
+                   {src, dst, xinterp, width, height, lowWidth, lowHeight, lowRowFirst, lowRowLast});
+}
+
+PB_DOWNSCALE_KERNEL(DownscaleChroma8_NEON) {
+  ChromaStrided<8>("DownscaleChroma8",
+                   {src, dst, xinterp, width, height, lowWidth, lowHeight, lowRowFirst, lowRowLast});
+}
 
 }  // namespace pb

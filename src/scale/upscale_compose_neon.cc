@@ -2,54 +2,30 @@
 // of upscale_compose_c.cc. Positions count elements: one byte for luma
 // (E = 1), one U,V pair for chroma (E = 2). The vector steps mix with
 // unsigned 16-bit lane arithmetic; the elements they do not cover are done one
-// at a time with the signed arithmetic of the scalar kernels.
+// at a time by the scalar rows (upscale_rows.h, where the geometry is said).
 #include <cstring>
 
 #include "scale/compose.h"
-#include "scale/scale_internal.h"
+#include "scale/mix_neon.h"
+#include "scale/upscale_plan.h"
+#include "scale/upscale_rows.h"
 #include "simd/neon.h"
 
 namespace pb {
 namespace {
 
+using scale::ComposeCall;
 using scale::ComposeRow;
 using scale::LowRows;
-using scale::LowRowsAt;
-using scale::MakeComposeRow;
-using scale::Max;
 using scale::Min;
-using scale::PlanUpscale;
 using scale::UpscalePlan;
 
 // ---------------------------------------------------------------------------
 // Vector helpers.
 
-// w = (m * alpha + 64) >> 7 kept in 16 bits, 1024 - w wrapping in 16 bits,
-// 32-bit products, (acc + 512) >> 10 narrowed to 16 bits, saturated to 8.
+// Mix of 8 lanes for any weight.
 inline uint8x8_t Mix8(uint8x8_t s, uint8x8_t u, uint16x8_t m, uint16_t alpha) {
-  const uint16x8_t w = vcombine_u16(vrshrn_n_u32(vmull_n_u16(vget_low_u16(m), alpha), 7),
-                                    vrshrn_n_u32(vmull_n_u16(vget_high_u16(m), alpha), 7));
-  const uint16x8_t iw = vsubq_u16(vdupq_n_u16(1024), w);
-  const uint16x8_t u16 = vmovl_u8(u);
-  const uint16x8_t s16 = vmovl_u8(s);
-  uint32x4_t lo = vmull_u16(vget_low_u16(w), vget_low_u16(u16));
-  lo = vmlal_u16(lo, vget_low_u16(iw), vget_low_u16(s16));
-  uint32x4_t hi = vmull_u16(vget_high_u16(w), vget_high_u16(u16));
-  hi = vmlal_u16(hi, vget_high_u16(iw), vget_high_u16(s16));
-  return vqmovn_u16(vcombine_u16(vrshrn_n_u32(lo, 10), vrshrn_n_u32(hi, 10)));
-}
-
-// Weights of 4 chroma pairs (map entries 0, 2, 4, 6), each repeated for U and V.
-inline uint16x8_t PairWeights4(const uint16_t *m) {
-  const uint16x4_t even = vld2_u16(m).val[0];
-  const uint16x4x2_t z = vzip_u16(even, even);
-  return vcombine_u16(z.val[0], z.val[1]);
-}
-
-// Weights of 8 chroma pairs (map entries 0, 2, ..., 14), each repeated for U and V.
-inline uint16x8x2_t PairWeights8(const uint16_t *m) {
-  const uint16x8_t even = vld2q_u16(m).val[0];
-  return vzipq_u16(even, even);
+  return mix::BlendAnyWeight(mix::EffectiveWeight(m, alpha), s, u);
 }
 
 // Weights of the 8 bytes starting at element e0 of a row.
@@ -58,7 +34,7 @@ inline uint16x8_t Weights8(const uint16_t *m, int32_t e0) {
   if constexpr (E == 1) {
     return vld1q_u16(m + e0);
   } else {
-    return PairWeights4(m + 2 * e0);
+    return mix::PairWeights(m + 2 * e0);
   }
 }
 
@@ -115,9 +91,8 @@ inline void MidpointStep(const uint8_t *s, const uint16_t *m, uint8_t *d, const 
     const uint16x4x2_t z = vzip_u16(p, p);
     u0 = vreinterpret_u8_u16(z.val[0]);
     u1 = vreinterpret_u8_u16(z.val[1]);
-    const uint16x8x2_t w = PairWeights8(m + 2 * e0);
-    m0 = w.val[0];
-    m1 = w.val[1];
+    m0 = mix::PairWeights(m + 2 * e0);
+    m1 = mix::PairWeights(m + 2 * e0 + 8);
   }
   const int32_t x = E * e0;
   const uint8x16_t sv = vld1q_u8(s + x);
@@ -126,25 +101,15 @@ inline void MidpointStep(const uint8_t *s, const uint16_t *m, uint8_t *d, const 
 }
 
 template <int E>
-void Midpoint(const char *name, const uint8_t *src, int32_t width, int32_t height, int32_t lowWidth,
-              int32_t lowHeight, const uint16_t *weight, const uint8_t *blurred, uint8_t *dst,
-              int32_t rowFirst, int32_t rowLast, uint8_t alpha) {
-  const UpscalePlan u = PlanUpscale<2, E>(name, src, weight, blurred, dst, width, height, lowWidth,
-                                          lowHeight, rowFirst, rowLast);
+void Midpoint(const ComposeCall &c) {
+  const UpscalePlan u = scale::PlanUpscale<2, E>(c);
   if (!u.rows.ok) return;
-  constexpr int32_t kStepElems = 16 / E;
-  const int32_t body = u.body;
-  const int32_t yStart = u.rows.first < u.rows.last ? u.rows.first : Max(u.rows.last - 1, 0);
-  for (int32_t y = yStart; y <= u.rows.last; ++y) {
-    const int32_t r = Min(y >> 1, lowHeight - 1);
-    const int32_t r1 = Min(r + 1, lowHeight - 1);
-    const ComposeRow<E> row =
-        MakeComposeRow<E>(src, weight, blurred, dst, width, lowWidth, y, r, r1);
-    for (int32_t e = 0; e < body; e += kStepElems) {
-      MidpointStep<E>(row.s, row.m, row.d, row.b0, row.b1, e, alpha);
+  scale::ForEachOutputRow<2, E>(c, u, [&](ComposeRow<E> row, LowRows, bool) {
+    for (int32_t e = 0; e < u.body; e += 16 / E) {
+      MidpointStep<E>(row.s, row.m, row.d, row.b0, row.b1, e, c.alpha);
     }
-    scale::MidpointElems<E>(row, u, body, u.elems, alpha);
-  }
+    scale::MidpointElems<E>(row, u, u.body, u.elems, c.alpha);
+  });
 }
 
 // ---------------------------------------------------------------------------
@@ -191,31 +156,22 @@ inline void BilinearGroup(const uint8_t *s, const uint16_t *m, uint8_t *d, const
 }
 
 template <int N, int E>
-void Bilinear(const char *name, const uint8_t *src, int32_t width, int32_t height, int32_t lowWidth,
-              int32_t lowHeight, const uint16_t *weight, const uint8_t *blurred, uint8_t *dst,
-              int32_t rowFirst, int32_t rowLast, uint8_t alpha) {
-  const UpscalePlan u = PlanUpscale<N, E>(name, src, weight, blurred, dst, width, height, lowWidth,
-                                          lowHeight, rowFirst, rowLast);
+void Bilinear(const ComposeCall &c) {
+  const UpscalePlan u = scale::PlanUpscale<N, E>(c);
   if (!u.rows.ok) return;
   constexpr int32_t kGroupElems = 8 / E;  // elements of one 8-byte group
-  const int32_t body = u.body;
   // Weights of the groups of a period of N elements.
   constexpr int kGroups = (N * E) / 8 > 0 ? (N * E) / 8 : 1;
   uint16x8_t wl[kGroups], wr[kGroups];
   for (int g = 0; g < kGroups; ++g) BilinearWeights<N, E>(g * kGroupElems, &wl[g], &wr[g]);
-
-  for (int32_t y = u.rows.first; y <= u.rows.last; ++y) {
-    const LowRows lr = LowRowsAt(u.stepY, y, lowHeight);
-    const bool vertical = y < u.flatFrom;
-    const ComposeRow<E> row =
-        MakeComposeRow<E>(src, weight, blurred, dst, width, lowWidth, y, lr.r, lr.r1);
-    for (int32_t e = 0; e < body; e += kGroupElems) {
+  scale::ForEachOutputRow<N, E>(c, u, [&](ComposeRow<E> row, LowRows lr, bool vertical) {
+    for (int32_t e = 0; e < u.body; e += kGroupElems) {
       const int g = static_cast<int>((e % N) / kGroupElems);
       BilinearGroup<N, E>(row.s, row.m, row.d, row.b0, row.b1, lr.fy, vertical, e, wl[g], wr[g],
-                          alpha);
+                          c.alpha);
     }
-    scale::BilinearElems<N, E>(row, u, lr, vertical, body, u.elems, alpha);
-  }
+    scale::BilinearElems<N, E>(row, u, lr, vertical, u.body, u.elems, c.alpha);
+  });
 }
 
 // ---------------------------------------------------------------------------
@@ -249,14 +205,6 @@ struct Ratio6Tables {
   }
 };
 
-// Weights of the 4 pairs of 8 chroma bytes from 8 map entries: the even
-// entries, each repeated for the pair's U and V lane (little-endian 32-bit
-// lanes: entry 2k is the low half of lane k).
-inline uint16x8_t PairWeightsEven(const uint16_t *m) {
-  const uint32x4_t e = vandq_u32(vreinterpretq_u32_u16(vld1q_u16(m)), vdupq_n_u32(0xFFFF));
-  return vreinterpretq_u16_u32(vorrq_u32(e, vshlq_n_u32(e, 16)));
-}
-
 // Horizontal blend of one group of a low row: (wl * left + wr * right + 128)
 // >> 8, within 16 bits since wl + wr <= 256. v holds the step's low elements
 // 0..4 splatted.
@@ -289,39 +237,68 @@ inline void Ratio6Step(const uint8_t *s, const uint16_t *m, uint8_t *d, const ui
     const uint16x8_t h1 = Ratio6Row<E>(v1, t, g);
     // top + bottom is 256, or 0 when fy is 0: the sum stays within 16 bits.
     const uint16x8_t u = vrshrq_n_u16(vmlaq_u16(vmulq_u16(h0, top), h1, bottom), 8);
-    const uint16x8_t mw = E == 1 ? vld1q_u16(m + e0 + 8 * g) : PairWeightsEven(m + 2 * e0 + 8 * g);
+    const uint16x8_t mw = E == 1 ? vld1q_u16(m + e0 + 8 * g) : mix::PairWeights(m + 2 * e0 + 8 * g);
     vst1_u8(d + x + 8 * g, Mix8(vld1_u8(s + x + 8 * g), vmovn_u16(u), mw, alpha));
   }
 }
 
 template <int E>
-void Ratio6(const char *name, const uint8_t *src, int32_t width, int32_t height, int32_t lowWidth,
-            int32_t lowHeight, const uint16_t *weight, const uint8_t *blurred, uint8_t *dst,
-            int32_t rowFirst, int32_t rowLast, uint8_t alpha) {
-  const UpscalePlan u = PlanUpscale<6, E>(name, src, weight, blurred, dst, width, height, lowWidth,
-                                          lowHeight, rowFirst, rowLast);
+void Ratio6(const ComposeCall &c) {
+  const UpscalePlan u = scale::PlanUpscale<6, E>(c);
   if (!u.rows.ok) return;
-  constexpr int32_t kStepElems = 24 / E;
-  const int32_t body = u.body, lowElems = u.lowElems;
   static const Ratio6Tables<E> tables;
-  for (int32_t y = u.rows.first; y <= u.rows.last; ++y) {
-    const LowRows lr = LowRowsAt(u.stepY, y, lowHeight);
-    const bool vertical = y != 0 && y < u.flatFrom;
-    const ComposeRow<E> row =
-        MakeComposeRow<E>(src, weight, blurred, dst, width, lowWidth, y, lr.r, lr.r1);
+  scale::ForEachOutputRow<6, E>(c, u, [&](ComposeRow<E> row, LowRows lr, bool vertical) {
     int32_t e = 0;
     if (vertical) {  // element 0 one at a time, then steps over elements 1..body
-      scale::Ratio6Elems<E>(row, u, lr, vertical, 0, 1, alpha);
-      for (e = 1; e <= body; e += kStepElems) {
-        Ratio6Step<E>(row.s, row.m, row.d, row.b0, row.b1, lowElems, lr.fy, e, tables, alpha);
+      scale::Ratio6Elems<E>(row, u, lr, vertical, 0, 1, c.alpha);
+      for (e = 1; e <= u.body; e += 24 / E) {
+        Ratio6Step<E>(row.s, row.m, row.d, row.b0, row.b1, u.lowElems, lr.fy, e, tables, c.alpha);
       }
     }
-    scale::Ratio6Elems<E>(row, u, lr, vertical, e, u.elems, alpha);
-  }
+    scale::Ratio6Elems<E>(row, u, lr, vertical, e, u.elems, c.alpha);
+  });
 }
 
 }  // namespace
 
-PB_DEFINE_UPSCALE_COMPOSE_KERNELS(_NEON)
+PB_COMPOSE_KERNEL(UpscaleComposeLuma2_NEON) {
+  Midpoint<1>({"UpscaleComposeLuma2", src, width, height, lowWidth, lowHeight, weight, blurred, dst,
+               rowFirst, rowLast, alpha});
+}
+
+PB_COMPOSE_KERNEL(UpscaleComposeLuma4_NEON) {
+  Bilinear<4, 1>({"UpscaleComposeLuma4", src, width, height, lowWidth, lowHeight, weight, blurred,
+                  dst, rowFirst, rowLast, alpha});
+}
+
+PB_COMPOSE_KERNEL(UpscaleComposeLuma6_NEON) {
+  Ratio6<1>({"UpscaleComposeLuma6", src, width, height, lowWidth, lowHeight, weight, blurred, dst,
+             rowFirst, rowLast, alpha});
+}
+
+PB_COMPOSE_KERNEL(UpscaleComposeLuma8_NEON) {
+  Bilinear<8, 1>({"UpscaleComposeLuma8", src, width, height, lowWidth, lowHeight, weight, blurred,
+                  dst, rowFirst, rowLast, alpha});
+}
+
+PB_COMPOSE_KERNEL(UpscaleComposeChroma2_NEON) {
+  Midpoint<2>({"UpscaleComposeChroma2", src, width, height, lowWidth, lowHeight, weight, blurred,
+               dst, rowFirst, rowLast, alpha});
+}
+
+PB_COMPOSE_KERNEL(UpscaleComposeChroma4_NEON) {
+  Bilinear<4, 2>({"UpscaleComposeChroma4", src, width, height, lowWidth, lowHeight, weight,
+                  blurred, dst, rowFirst, rowLast, alpha});
+}
+
+PB_COMPOSE_KERNEL(UpscaleComposeChroma6_NEON) {
+  Ratio6<2>({"UpscaleComposeChroma6", src, width, height, lowWidth, lowHeight, weight, blurred,
+             dst, rowFirst, rowLast, alpha});
+}
+
+PB_COMPOSE_KERNEL(UpscaleComposeChroma8_NEON) {
+  Bilinear<8, 2>({"UpscaleComposeChroma8", src, width, height, lowWidth, lowHeight, weight,
+                  blurred, dst, rowFirst, rowLast, alpha});
+}
 
 }  // namespace pb
