@@ -107,7 +107,8 @@ PB_DOWNSCALE_KERNEL(DownscaleChroma2_C) {
       VerticalPass<2>);
 }
 
-// Vector twins of ratios 4, 6, 8: pass 1 one pair at a time.
+// Vector twins of ratios 4, 6, 8: with fh == N, 4 pairs a step over
+// (lowWidth / 2) & ~3 pairs.
 PB_DOWNSCALE_KERNEL(DownscaleChroma4_C) {
   ChromaStrided<4>("DownscaleChroma4",
                    {src, dst, xinterp, width, height, lowWidth, lowHeight, lowRowFirst, lowRowLast});

@@ -114,14 +114,87 @@ void Luma8Row(const uint8_t *s, uint8_t *o, int32_t fh, int32_t lowWidth) {
   ReduceLumaRun<8>(s + fh * body, fh, o + body, lowWidth - body);
 }
 
-// Chroma ratios 4, 6, 8: scalar pass 1, vector pass 2.
+// Ratio 6 luma: 8 outputs from 48 bytes. De-interleaved by three, lanes
+// A, B, C hold bytes 3i, 3i + 1, 3i + 2; the weights 1,1,2,2,1,1 of an output
+// are A + B + 2C for its even i and 2A + B + C for its odd i.
+inline uint8x8_t ReduceSixes8(const uint8_t *s) {
+  const uint8x16x3_t v = vld3q_u8(s);
+  const uint8x16_t evenLanes = vreinterpretq_u8_u16(vdupq_n_u16(0x00FF));
+  const uint8x16_t x = vbslq_u8(evenLanes, v.val[2], v.val[0]);
+  uint16x8_t lo = vaddl_u8(vget_low_u8(v.val[0]), vget_low_u8(v.val[1]));
+  uint16x8_t hi = vaddl_high_u8(v.val[0], v.val[1]);
+  lo = vaddw_u8(vaddw_u8(lo, vget_low_u8(v.val[2])), vget_low_u8(x));
+  hi = vaddw_high_u8(vaddw_high_u8(hi, v.val[2]), x);
+  return vrshrn_n_u16(vpaddq_u16(lo, hi), 3);
+}
+
+void Luma6Row(const uint8_t *s, uint8_t *o, int32_t fh, int32_t lowWidth) {
+  const int32_t body = fh == 6 ? (lowWidth & ~15) : 0;
+  for (int32_t x = 0; x < body; x += 16) {
+    vst1q_u8(o + x, vcombine_u8(ReduceSixes8(s + 6 * x), ReduceSixes8(s + 6 * x + 48)));
+  }
+  ReduceLumaRun<6>(s + fh * body, fh, o + body, lowWidth - body);
+}
+
+// Chroma: 4 reduced pairs a step from 4 * N source pairs (where fh == N).
+// Sums of U and V stay apart in the halves of 32-bit lanes.
+
+// Sums of the source pairs 2j and 2j + 1 for j = 0..7 (32 bytes), as 32-bit
+// lanes U | V << 16, of pairs 0..3 and 4..7.
+inline uint32x4x2_t PairPairSums(const uint8_t *s) {
+  const uint16x8x2_t v = vld2q_u16(reinterpret_cast<const uint16_t *>(s));
+  const uint8x16_t a = vreinterpretq_u8_u16(v.val[0]);
+  const uint8x16_t b = vreinterpretq_u8_u16(v.val[1]);
+  return uint32x4x2_t{{vreinterpretq_u32_u16(vaddl_u8(vget_low_u8(a), vget_low_u8(b))),
+                       vreinterpretq_u32_u16(vaddl_high_u8(a, b))}};
+}
+
+// Sums of 4 source pairs, 4 outputs from 32 bytes.
+inline uint32x4_t FourPairSums(const uint8_t *s) {
+  const uint32x4x2_t p = PairPairSums(s);
+  return vpaddq_u32(p.val[0], p.val[1]);
+}
+
+// Weighted sums of 6 source pairs, 4 outputs from 48 bytes: de-interleaved by
+// three pairs as for the luma, A + B + 2C for even i, 2A + B + C for odd i.
+inline uint32x4_t SixPairSums(const uint8_t *s) {
+  const uint16x8x3_t v = vld3q_u16(reinterpret_cast<const uint16_t *>(s));
+  const uint8x16_t a = vreinterpretq_u8_u16(v.val[0]);
+  const uint8x16_t b = vreinterpretq_u8_u16(v.val[1]);
+  const uint8x16_t c = vreinterpretq_u8_u16(v.val[2]);
+  const uint8x16_t evenLanes = vreinterpretq_u8_u32(vdupq_n_u32(0x0000FFFF));
+  const uint8x16_t x = vbslq_u8(evenLanes, c, a);
+  uint16x8_t lo = vaddl_u8(vget_low_u8(a), vget_low_u8(b));
+  uint16x8_t hi = vaddl_high_u8(a, b);
+  lo = vaddw_u8(vaddw_u8(lo, vget_low_u8(c)), vget_low_u8(x));
+  hi = vaddw_high_u8(vaddw_high_u8(hi, c), x);
+  return vpaddq_u32(vreinterpretq_u32_u16(lo), vreinterpretq_u32_u16(hi));
+}
+
+// 4 reduced pairs (8 bytes) from 4 * N source pairs.
+template <int N>
+inline uint8x8_t ReduceChroma4(const uint8_t *s) {
+  uint32x4_t sum;
+  if constexpr (N == 4) {
+    sum = FourPairSums(s);
+  } else if constexpr (N == 6) {
+    sum = SixPairSums(s);
+  } else {
+    sum = vpaddq_u32(FourPairSums(s), FourPairSums(s + 32));
+  }
+  return vrshrn_n_u16(vreinterpretq_u16_u32(sum), N == 4 ? 2 : 3);
+}
+
 template <int N>
 void ChromaStrided(const char *name, const DownscaleCall &c) {
   if (c.lowWidth < 2) return;
+  const int32_t pairs = c.lowWidth / 2;
   RunDownscale<N>(
       name, c, c.lowWidth & ~1,
       [&](const uint8_t *s, uint8_t *o, int32_t fh) {
-        ReduceChromaRun<N>(s, 2 * fh, o, c.lowWidth / 2);
+        const int32_t body = fh == N ? (pairs & ~3) : 0;
+        for (int32_t k = 0; k < body; k += 4) vst1_u8(o + 2 * k, ReduceChroma4<N>(s + 2 * N * k));
+        ReduceChromaRun<N>(s + 2 * fh * body, 2 * fh, o + 2 * body, pairs - body);
       },
       VerticalPass<N>);
 }
@@ -154,11 +227,11 @@ PB_DOWNSCALE_KERNEL(DownscaleLuma4_NEON) {
       VerticalPass<4>);
 }
 
-// Ratio 6 has no vector form that beats the scalar kernel (whose plain loops
-// the compiler vectorises well): it is the scalar kernel.
 PB_DOWNSCALE_KERNEL(DownscaleLuma6_NEON) {
-  DownscaleLuma6_C(src, dst, xinterp, width, height, lowWidth, lowHeight, lowRowFirst,
-                   lowRowLast);
+  RunDownscale<6>(
+      "DownscaleLuma6", {src, dst, xinterp, width, height, lowWidth, lowHeight, lowRowFirst, lowRowLast},
+      lowWidth, [&](const uint8_t *s, uint8_t *o, int32_t fh) { Luma6Row(s, o, fh, lowWidth); },
+      VerticalPass<6>);
 }
 
 PB_DOWNSCALE_KERNEL(DownscaleLuma8_NEON) {
