@@ -139,12 +139,13 @@ void Luma6Row(const uint8_t *s, uint8_t *o, int32_t fh, int32_t lowWidth) {
 // Chroma: 4 reduced pairs a step from 4 * N source pairs (where fh == N).
 // Sums of U and V stay apart in the halves of 32-bit lanes.
 
-// Sums of the source pairs 2j and 2j + 1 for j = 0..7 (32 bytes), as 32-bit
-// lanes U | V << 16, of pairs 0..3 and 4..7.
+// Sums of the source pairs 2j and 2j + 1 for j = 0..7 (32 bytes), as 16-bit
+// U and V sums, pairs of them in 32-bit lanes: j = 0..3 and 4..7.
 inline uint32x4x2_t PairPairSums(const uint8_t *s) {
-  const uint16x8x2_t v = vld2q_u16(reinterpret_cast<const uint16_t *>(s));
-  const uint8x16_t a = vreinterpretq_u8_u16(v.val[0]);
-  const uint8x16_t b = vreinterpretq_u8_u16(v.val[1]);
+  const uint16x8_t p = vreinterpretq_u16_u8(vld1q_u8(s));
+  const uint16x8_t q = vreinterpretq_u16_u8(vld1q_u8(s + 16));
+  const uint8x16_t a = vreinterpretq_u8_u16(vuzp1q_u16(p, q));  // even source pairs
+  const uint8x16_t b = vreinterpretq_u8_u16(vuzp2q_u16(p, q));  // odd source pairs
   return uint32x4x2_t{{vreinterpretq_u32_u16(vaddl_u8(vget_low_u8(a), vget_low_u8(b))),
                        vreinterpretq_u32_u16(vaddl_high_u8(a, b))}};
 }
@@ -155,13 +156,18 @@ inline uint32x4_t FourPairSums(const uint8_t *s) {
   return vpaddq_u32(p.val[0], p.val[1]);
 }
 
-// Weighted sums of 6 source pairs, 4 outputs from 48 bytes: de-interleaved by
-// three pairs as for the luma, A + B + 2C for even i, 2A + B + C for odd i.
+// Weighted sums of 6 source pairs, 4 outputs from 48 bytes: the pairs gathered
+// by three (A, B, C: pairs 3i, 3i + 1, 3i + 2) by table lookups, then as for
+// the luma, A + B + 2C for even i, 2A + B + C for odd i.
 inline uint32x4_t SixPairSums(const uint8_t *s) {
-  const uint16x8x3_t v = vld3q_u16(reinterpret_cast<const uint16_t *>(s));
-  const uint8x16_t a = vreinterpretq_u8_u16(v.val[0]);
-  const uint8x16_t b = vreinterpretq_u8_u16(v.val[1]);
-  const uint8x16_t c = vreinterpretq_u8_u16(v.val[2]);
+  static constexpr uint8_t kPairs[3][16] = {
+      {0, 1, 6, 7, 12, 13, 18, 19, 24, 25, 30, 31, 36, 37, 42, 43},
+      {2, 3, 8, 9, 14, 15, 20, 21, 26, 27, 32, 33, 38, 39, 44, 45},
+      {4, 5, 10, 11, 16, 17, 22, 23, 28, 29, 34, 35, 40, 41, 46, 47}};
+  const uint8x16x3_t v = vld1q_u8_x3(s);
+  const uint8x16_t a = vqtbl3q_u8(v, vld1q_u8(kPairs[0]));
+  const uint8x16_t b = vqtbl3q_u8(v, vld1q_u8(kPairs[1]));
+  const uint8x16_t c = vqtbl3q_u8(v, vld1q_u8(kPairs[2]));
   const uint8x16_t evenLanes = vreinterpretq_u8_u32(vdupq_n_u32(0x0000FFFF));
   const uint8x16_t x = vbslq_u8(evenLanes, c, a);
   uint16x8_t lo = vaddl_u8(vget_low_u8(a), vget_low_u8(b));
