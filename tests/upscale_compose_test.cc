@@ -118,27 +118,34 @@ int Interpolated(const Member &m, const Frame &f, int y, int x, bool endsPlane) 
 class ComposeMember : public ::testing::TestWithParam<Member> {};
 
 // Identical random inputs and destination, six per width: 1..70 reduced
-// elements (ratio 1: bytes, odd chroma rows included) and 1920 bytes; strips
-// at the top, the bottom, inside, of one row, empty; weights up to 1024, 4096
-// and 65535. Inside the weight range every byte is also checked against the
+// elements (ratio 1: bytes, odd chroma rows included), 1920 bytes and about
+// 4800; strips
+// at the top, the bottom, inside, of one row, empty; weights up to 1024, 4096,
+// 16384 and 65535. Inside the weight range every byte is also checked against the
 // rules: the chroma weight is that of the pair's top-left luma pixel, rows
 // outside the strip keep their bytes (ratio 2 rewrites the row above a
 // one-row strip).
 TEST_P(ComposeMember, VectorMatchesScalarAndModel) {
   const Member m = GetParam();
   std::mt19937 rng(17);
-  const uint8_t kAlphas[] = {0, 1, 60, 128, 255};
-  const uint32_t kMaxWeights[] = {1024, 4096, 65535};
+  const uint8_t kAlphas[] = {0, 1, 8, 60, 128, 255};
+  // 16384 with alpha 8: weights both sides of the vector kernels' all-16-bit
+  // bound (m below 2^14 and w <= 1024).
+  const uint32_t kMaxWeights[] = {1024, 4096, 65535, 16384};
   const int e = m.chroma && m.n > 1 ? 2 : 1;
-  for (int i = 0; i < 71 * 6; ++i) {
-    Frame f(m, i < 70 * 6 ? e * (i / 6 + 1) : 1920 / m.n, 1 + static_cast<int>(rng() % 5));
-    f.Randomize(rng, kMaxWeights[i % 3]);
+  // Then rows wider than the vector kernels' column chunks (2304 bytes).
+  for (int i = 0; i < 73 * 6; ++i) {
+    const int lowW = i < 70 * 6   ? e * (i / 6 + 1)
+                     : i < 71 * 6 ? 1920 / m.n
+                                  : 4800 / m.n + e * (i % 3);
+    Frame f(m, lowW, 1 + static_cast<int>(rng() % 5));
+    f.Randomize(rng, kMaxWeights[i % 4]);
     const int h = f.height, r0 = static_cast<int>(rng() % h);
     const int r1 = r0 + static_cast<int>(rng() % (h - r0));
     const int strips[5][2] = {{0, h / 2 - 1}, {h / 2, h - 1}, {r0, r1}, {r0, r0}, {r0 + 1, r0}};
     const int *strip = strips[rng() % 5];
     const int first = strip[0], last = strip[1];
-    const uint8_t alpha = kAlphas[rng() % 5];
+    const uint8_t alpha = kAlphas[rng() % 6];
     SCOPED_TRACE(::testing::Message() << f.width << "x" << h << " rows " << first << ".." << last
                                       << " alpha " << int{alpha});
     const std::vector<uint8_t> before = f.dst;

@@ -1,15 +1,7 @@
-// Per-sample arithmetic of the full-resolution composite, shared by the scalar
-// reference and the vector kernels.
-//
-// Vector steps work in unsigned lanes: w = (m * alpha + 64) >> 7 is narrowed
-// to a 16-bit lane (its low 16 bits; m * alpha and the rounding are exact),
-// 1024 - w is a 16-bit lane (it wraps when w > 1024), the products and their
-// sum are 32-bit lanes, and (acc + 512) >> 10, narrowed to 16 bits, is
-// saturated to 0..255.
-// The per-sample tail is signed 32-bit: w is not narrowed, 1024 - w may be
-// negative, (acc + 512) / 1024 truncates toward zero, the quotient is limited
-// to at most 255 and its low 8 bits are stored.
-// Both give w * b + (1024 - w) * s rounded whenever m * alpha <= 131135.
+// Helpers of the full-resolution composite shared by the scalar reference,
+// the vector kernels and the fused smoothing: the lane and one-at-a-time
+// arithmetic of scale/mix.h (the latter limited to 255), screening, the
+// one-at-a-time tails and the row walk.
 #ifndef PREVIEWBOKEH_SCALE_COMPOSE_INTERNAL_H_
 #define PREVIEWBOKEH_SCALE_COMPOSE_INTERNAL_H_
 
@@ -17,24 +9,17 @@
 #include <cstdint>
 
 #include "platform/log.h"
+#include "scale/mix.h"
 
 namespace pb {
 namespace compose {
 
 inline uint8_t MixLane(uint16_t m, uint8_t alpha, uint8_t s, uint8_t b) {
-  const uint16_t w = static_cast<uint16_t>((static_cast<uint32_t>(m) * alpha + 64u) >> 7);
-  const uint16_t iw = static_cast<uint16_t>(1024u - w);
-  const uint32_t acc = static_cast<uint32_t>(w) * b + static_cast<uint32_t>(iw) * s;
-  const uint16_t q = static_cast<uint16_t>((acc + 512u) >> 10);  // acc < 2^25
-  return static_cast<uint8_t>(q > 255u ? 255u : q);
+  return mix::MixLane(m, alpha, s, b);
 }
 
 inline uint8_t MixTail(uint16_t m, uint8_t alpha, uint8_t s, uint8_t b) {
-  const int32_t w = (static_cast<int32_t>(m) * alpha + 64) >> 7;
-  const int32_t acc = w * b + (1024 - w) * s;
-  int32_t q = (acc + 512) / 1024;
-  if (q > 255) q = 255;
-  return static_cast<uint8_t>(q);
+  return mix::MixOne<true>(m, alpha, s, b);
 }
 
 // False when there is nothing to do; refused arguments are logged.

@@ -1,20 +1,21 @@
 // Vector downscale kernels. Same results as the scalar kernels in
 // downscale_c.cc, byte for byte: the vector steps use only exact widening adds
-// and rounding shifts; columns they do not cover go one at a time.
+// and rounding shifts; columns they do not cover go one at a time. Which
+// columns the steps cover is said beside each scalar twin (downscale_c.cc).
 #include "scale/downscale.h"
-#include "scale/scale_internal.h"
+#include "scale/downscale_internal.h"
 #include "simd/neon.h"
 
 namespace pb {
 namespace {
 
+using scale::DownscaleCall;
 using scale::DownscaleRows;
-using scale::ForEachSourceRow;
 using scale::Offset;
-using scale::PlanDownscale;
 using scale::ReduceChromaRun;
 using scale::ReduceColumn;
 using scale::ReduceLumaRun;
+using scale::RunDownscale;
 
 // Column sums of N rows of 16 bytes, weighted as the reduction of N, as two
 // 16-bit halves (bytes 0..7 and 8..15).
@@ -102,87 +103,183 @@ inline uint8x8_t ReduceQuads8(const uint8_t *s) {
   return vrshrn_n_u16(sum, 2);
 }
 
-// Luma members whose every column reads from fh * x. Ratio 8 with fh == 8
-// reduces 16 outputs a step; the remaining columns run one output at a time.
-// The vertical pass is vector.
+// Ratio 8 luma: 16 outputs a step where fh == 8.
+void Luma8Row(const uint8_t *s, uint8_t *o, int32_t fh, int32_t lowWidth) {
+  const int32_t body = fh == 8 ? (lowWidth & ~15) : 0;
+  for (int32_t x = 0; x < body; x += 16) {
+    // Each lane holds a value below 256: its low byte is the result.
+    vst1q_u8(o + x, vuzp1q_u8(vreinterpretq_u8_u16(ReduceEights8(s + 8 * x)),
+                              vreinterpretq_u8_u16(ReduceEights8(s + 8 * x + 64))));
+  }
+  ReduceLumaRun<8>(s + fh * body, fh, o + body, lowWidth - body);
+}
+
+// Ratio 6 luma: 8 outputs from 48 bytes. De-interleaved by three, lanes
+// A, B, C hold bytes 3i, 3i + 1, 3i + 2; the weights 1,1,2,2,1,1 of an output
+// are A + B + 2C for its even i and 2A + B + C for its odd i.
+inline uint8x8_t ReduceSixes8(const uint8_t *s) {
+  const uint8x16x3_t v = vld3q_u8(s);
+  const uint8x16_t evenLanes = vreinterpretq_u8_u16(vdupq_n_u16(0x00FF));
+  const uint8x16_t x = vbslq_u8(evenLanes, v.val[2], v.val[0]);
+  uint16x8_t lo = vaddl_u8(vget_low_u8(v.val[0]), vget_low_u8(v.val[1]));
+  uint16x8_t hi = vaddl_high_u8(v.val[0], v.val[1]);
+  lo = vaddw_u8(vaddw_u8(lo, vget_low_u8(v.val[2])), vget_low_u8(x));
+  hi = vaddw_high_u8(vaddw_high_u8(hi, v.val[2]), x);
+  return vrshrn_n_u16(vpaddq_u16(lo, hi), 3);
+}
+
+void Luma6Row(const uint8_t *s, uint8_t *o, int32_t fh, int32_t lowWidth) {
+  const int32_t body = fh == 6 ? (lowWidth & ~15) : 0;
+  for (int32_t x = 0; x < body; x += 16) {
+    vst1q_u8(o + x, vcombine_u8(ReduceSixes8(s + 6 * x), ReduceSixes8(s + 6 * x + 48)));
+  }
+  ReduceLumaRun<6>(s + fh * body, fh, o + body, lowWidth - body);
+}
+
+// Chroma: 4 reduced pairs a step from 4 * N source pairs (where fh == N).
+// Sums of U and V stay apart in the halves of 32-bit lanes.
+
+// Sums of the source pairs 2j and 2j + 1 for j = 0..7 (32 bytes), as 16-bit
+// U and V sums, pairs of them in 32-bit lanes: j = 0..3 and 4..7.
+inline uint32x4x2_t PairPairSums(const uint8_t *s) {
+  const uint16x8_t p = vreinterpretq_u16_u8(vld1q_u8(s));
+  const uint16x8_t q = vreinterpretq_u16_u8(vld1q_u8(s + 16));
+  const uint8x16_t a = vreinterpretq_u8_u16(vuzp1q_u16(p, q));  // even source pairs
+  const uint8x16_t b = vreinterpretq_u8_u16(vuzp2q_u16(p, q));  // odd source pairs
+  return uint32x4x2_t{{vreinterpretq_u32_u16(vaddl_u8(vget_low_u8(a), vget_low_u8(b))),
+                       vreinterpretq_u32_u16(vaddl_high_u8(a, b))}};
+}
+
+// Sums of 4 source pairs, 4 outputs from 32 bytes.
+inline uint32x4_t FourPairSums(const uint8_t *s) {
+  const uint32x4x2_t p = PairPairSums(s);
+  return vpaddq_u32(p.val[0], p.val[1]);
+}
+
+// Weighted sums of 6 source pairs, 4 outputs from 48 bytes: the pairs gathered
+// by three (A, B, C: pairs 3i, 3i + 1, 3i + 2) by table lookups, then as for
+// the luma, A + B + 2C for even i, 2A + B + C for odd i.
+inline uint32x4_t SixPairSums(const uint8_t *s) {
+  static constexpr uint8_t kPairs[3][16] = {
+      {0, 1, 6, 7, 12, 13, 18, 19, 24, 25, 30, 31, 36, 37, 42, 43},
+      {2, 3, 8, 9, 14, 15, 20, 21, 26, 27, 32, 33, 38, 39, 44, 45},
+      {4, 5, 10, 11, 16, 17, 22, 23, 28, 29, 34, 35, 40, 41, 46, 47}};
+  const uint8x16x3_t v = vld1q_u8_x3(s);
+  const uint8x16_t a = vqtbl3q_u8(v, vld1q_u8(kPairs[0]));
+  const uint8x16_t b = vqtbl3q_u8(v, vld1q_u8(kPairs[1]));
+  const uint8x16_t c = vqtbl3q_u8(v, vld1q_u8(kPairs[2]));
+  const uint8x16_t evenLanes = vreinterpretq_u8_u32(vdupq_n_u32(0x0000FFFF));
+  const uint8x16_t x = vbslq_u8(evenLanes, c, a);
+  uint16x8_t lo = vaddl_u8(vget_low_u8(a), vget_low_u8(b));
+  uint16x8_t hi = vaddl_high_u8(a, b);
+  lo = vaddw_u8(vaddw_u8(lo, vget_low_u8(c)), vget_low_u8(x));
+  hi = vaddw_high_u8(vaddw_high_u8(hi, c), x);
+  return vpaddq_u32(vreinterpretq_u32_u16(lo), vreinterpretq_u32_u16(hi));
+}
+
+// 4 reduced pairs (8 bytes) from 4 * N source pairs.
 template <int N>
-void DownscaleLumaStrided(const char *name, const uint8_t *src, uint8_t *dst, uint8_t *xinterp,
-                          int32_t width, int32_t height, int32_t lowWidth, int32_t lowHeight,
-                          int32_t lowRowFirst, int32_t lowRowLast) {
-  const DownscaleRows p = PlanDownscale(name, N, src, dst, xinterp, width, height, lowWidth,
-                                        lowHeight, lowRowFirst, lowRowLast);
-  if (!p.ok) return;
-  const int32_t body = N == 8 && p.fh == 8 ? (lowWidth & ~15) : 0;
-  ForEachSourceRow<N>(p, src, width, xinterp, lowWidth, [&](const uint8_t *s, uint8_t *o) {
-    for (int32_t x = 0; x < body; x += 16) {
-      // Each lane holds a value below 256: its low byte is the result.
-      vst1q_u8(o + x, vuzp1q_u8(vreinterpretq_u8_u16(ReduceEights8(s + 8 * x)),
-                                vreinterpretq_u8_u16(ReduceEights8(s + 8 * x + 64))));
-    }
-    ReduceLumaRun<N>(s + p.fh * body, p.fh, o + body, lowWidth - body);
-  });
-  VerticalPass<N>(p, xinterp, dst, lowWidth, lowWidth);
+inline uint8x8_t ReduceChroma4(const uint8_t *s) {
+  uint32x4_t sum;
+  if constexpr (N == 4) {
+    sum = FourPairSums(s);
+  } else if constexpr (N == 6) {
+    sum = SixPairSums(s);
+  } else {
+    sum = vpaddq_u32(FourPairSums(s), FourPairSums(s + 32));
+  }
+  return vrshrn_n_u16(vreinterpretq_u16_u32(sum), N == 4 ? 2 : 3);
+}
+
+template <int N>
+void ChromaStrided(const char *name, const DownscaleCall &c) {
+  if (c.lowWidth < 2) return;
+  const int32_t pairs = c.lowWidth / 2;
+  RunDownscale<N>(
+      name, c, c.lowWidth & ~1,
+      [&](const uint8_t *s, uint8_t *o, int32_t fh) {
+        const int32_t body = fh == N ? (pairs & ~3) : 0;
+        for (int32_t k = 0; k < body; k += 4) vst1_u8(o + 2 * k, ReduceChroma4<N>(s + 2 * N * k));
+        ReduceChromaRun<N>(s + 2 * fh * body, 2 * fh, o + 2 * body, pairs - body);
+      },
+      VerticalPass<N>);
 }
 
 }  // namespace
 
 PB_DOWNSCALE_KERNEL(DownscaleLuma2_NEON) {
-  const DownscaleRows p = PlanDownscale("DownscaleLuma2", 2, src, dst, xinterp, width, height,
-                                        lowWidth, lowHeight, lowRowFirst, lowRowLast);
-  if (!p.ok) return;
   const int32_t body = lowWidth & ~7;
-  ForEachSourceRow<2>(p, src, width, xinterp, lowWidth, [&](const uint8_t *s, uint8_t *o) {
-    int32_t x = 0;
-    for (; x + 16 <= body; x += 16) vst1q_u8(o + x, ReducePairs16(s + 2 * x));
-    ReduceLumaRun<2>(s + 2 * x, 2, o + x, body - x);
-    ReduceLumaRun<2>(s + 2 * body, p.fh, o + body, lowWidth - body);
-  });
-  VerticalPass<2>(p, xinterp, dst, lowWidth, lowWidth);
+  RunDownscale<2>(
+      "DownscaleLuma2", {src, dst, xinterp, width, height, lowWidth, lowHeight, lowRowFirst, lowRowLast},
+      lowWidth,
+      [&](const uint8_t *s, uint8_t *o, int32_t fh) {
+        int32_t x = 0;
+        for (; x + 16 <= body; x += 16) vst1q_u8(o + x, ReducePairs16(s + 2 * x));
+        ReduceLumaRun<2>(s + 2 * x, 2, o + x, body - x);
+        ReduceLumaRun<2>(s + 2 * body, fh, o + body, lowWidth - body);
+      },
+      VerticalPass<2>);
 }
 
 PB_DOWNSCALE_KERNEL(DownscaleLuma4_NEON) {
-  const DownscaleRows p = PlanDownscale("DownscaleLuma4", 4, src, dst, xinterp, width, height,
-                                        lowWidth, lowHeight, lowRowFirst, lowRowLast);
-  if (!p.ok) return;
   const int32_t body = lowWidth & ~7;
-  ForEachSourceRow<4>(p, src, width, xinterp, lowWidth, [&](const uint8_t *s, uint8_t *o) {
-    for (int32_t x = 0; x < body; x += 8) vst1_u8(o + x, ReduceQuads8(s + p.fh * x));
-    ReduceLumaRun<4>(s + p.fh * body, p.fh, o + body, lowWidth - body);
-  });
-  VerticalPass<4>(p, xinterp, dst, lowWidth, lowWidth);
+  RunDownscale<4>(
+      "DownscaleLuma4", {src, dst, xinterp, width, height, lowWidth, lowHeight, lowRowFirst, lowRowLast},
+      lowWidth,
+      [&](const uint8_t *s, uint8_t *o, int32_t fh) {
+        for (int32_t x = 0; x < body; x += 8) vst1_u8(o + x, ReduceQuads8(s + fh * x));
+        ReduceLumaRun<4>(s + fh * body, fh, o + body, lowWidth - body);
+      },
+      VerticalPass<4>);
 }
 
-// Ratio 6 has no vector form that beats the scalar kernel (whose plain loops
-// the compiler vectorises well): it is the scalar kernel.
 PB_DOWNSCALE_KERNEL(DownscaleLuma6_NEON) {
-  DownscaleLuma6_C(src, dst, xinterp, width, height, lowWidth, lowHeight, lowRowFirst,
-                   lowRowLast);
+  RunDownscale<6>(
+      "DownscaleLuma6", {src, dst, xinterp, width, height, lowWidth, lowHeight, lowRowFirst, lowRowLast},
+      lowWidth, [&](const uint8_t *s, uint8_t *o, int32_t fh) { Luma6Row(s, o, fh, lowWidth); },
+      VerticalPass<6>);
 }
-PB_DOWNSCALE_LUMA_STRIDED_KERNEL(8, _NEON)
+
+PB_DOWNSCALE_KERNEL(DownscaleLuma8_NEON) {
+  RunDownscale<8>(
+      "DownscaleLuma8", {src, dst, xinterp, width, height, lowWidth, lowHeight, lowRowFirst, lowRowLast},
+      lowWidth, [&](const uint8_t *s, uint8_t *o, int32_t fh) { Luma8Row(s, o, fh, lowWidth); },
+      VerticalPass<8>);
+}
 
 // 32 source bytes (16 pairs) give 8 reduced pairs a step: unzipped as 16-bit
 // lanes, the even and odd source pairs meet byte for byte (U with U, V with V).
 PB_DOWNSCALE_KERNEL(DownscaleChroma2_NEON) {
-  const DownscaleRows p = PlanDownscale("DownscaleChroma2", 2, src, dst, xinterp, width, height,
-                                        lowWidth, lowHeight, lowRowFirst, lowRowLast);
-  if (!p.ok) return;
   const int32_t pairs = lowWidth / 2;
-  ForEachSourceRow<2>(p, src, width, xinterp, lowWidth, [&](const uint8_t *s, uint8_t *o) {
-    int32_t k = 0;
-    for (; k + 8 <= pairs; k += 8) {
-      const uint16x8_t a = vreinterpretq_u16_u8(vld1q_u8(s + 4 * k));
-      const uint16x8_t b = vreinterpretq_u16_u8(vld1q_u8(s + 4 * k + 16));
-      vst1q_u8(o + 2 * k, vrhaddq_u8(vreinterpretq_u8_u16(vuzp1q_u16(a, b)),
-                                     vreinterpretq_u8_u16(vuzp2q_u16(a, b))));
-    }
-    ReduceChromaRun<2>(s + 4 * k, 4, o + 2 * k, pairs - k);
-  });
-  VerticalPass<2>(p, xinterp, dst, lowWidth, lowWidth);
+  RunDownscale<2>(
+      "DownscaleChroma2", {src, dst, xinterp, width, height, lowWidth, lowHeight, lowRowFirst, lowRowLast},
+      lowWidth,
+      [&](const uint8_t *s, uint8_t *o, int32_t) {
+        int32_t k = 0;
+        for (; k + 8 <= pairs; k += 8) {
+          const uint16x8_t a = vreinterpretq_u16_u8(vld1q_u8(s + 4 * k));
+          const uint16x8_t b = vreinterpretq_u16_u8(vld1q_u8(s + 4 * k + 16));
+          vst1q_u8(o + 2 * k, vrhaddq_u8(vreinterpretq_u8_u16(vuzp1q_u16(a, b)),
+                                         vreinterpretq_u8_u16(vuzp2q_u16(a, b))));
+        }
+        ReduceChromaRun<2>(s + 4 * k, 4, o + 2 * k, pairs - k);
+      },
+      VerticalPass<2>);
 }
 
-// Ratios 4, 6, 8: scalar pass 1, vector pass 2.
-PB_DOWNSCALE_CHROMA_STRIDED_KERNEL(4, _NEON)
-PB_DOWNSCALE_CHROMA_STRIDED_KERNEL(6, _NEON)
-PB_DOWNSCALE_CHROMA_STRIDED_KERNEL(8, _NEON)
+PB_DOWNSCALE_KERNEL(DownscaleChroma4_NEON) {
+  ChromaStrided<4>("DownscaleChroma4",
+                   {src, dst, xinterp, width, height, lowWidth, lowHeight, lowRowFirst, lowRowLast});
+}
+
+PB_DOWNSCALE_KERNEL(DownscaleChroma6_NEON) {
+  ChromaStrided<6>("DownscaleChroma6",
+                   {src, dst, xinterp, width, height, lowWidth, lowHeight, lowRowFirst, lowRowLast});
+}
+
+PB_DOWNSCALE_KERNEL(DownscaleChroma8_NEON) {
+  ChromaStrided<8>("DownscaleChroma8",
+                   {src, dst, xinterp, width, height, lowWidth, lowHeight, lowRowFirst, lowRowLast});
+}
 
 }  // namespace pb

@@ -1,327 +1,436 @@
 // Vector upscale-and-composite kernels; byte-identical to the scalar kernels
 // of upscale_compose_c.cc. Positions count elements: one byte for luma
-// (E = 1), one U,V pair for chroma (E = 2). The vector steps mix with
-// unsigned 16-bit lane arithmetic; the elements they do not cover are done one
-// at a time with the signed arithmetic of the scalar kernels.
+// (E = 1), one U,V pair for chroma (E = 2). Which elements the vector steps
+// cover and the arithmetic they mirror is said beside the scalar rows
+// (upscale_rows.h); the elements outside them are done by those rows.
+//
+// The horizontal interpolation of a low row inside the lane region depends
+// only on the row and the column, so each low row a strip reads is
+// interpolated once per strip into a row buffer on the stack, and every
+// output row between two low rows is one vertical blend of two buffers and a
+// mix. Rows wider than a buffer are done in column chunks.
 #include <cstring>
 
 #include "scale/compose.h"
-#include "scale/scale_internal.h"
+#include "scale/mix_neon.h"
+#include "scale/upscale_plan.h"
+#include "scale/upscale_rows.h"
 #include "simd/neon.h"
 
 namespace pb {
 namespace {
 
+using scale::ComposeCall;
 using scale::ComposeRow;
 using scale::LowRows;
-using scale::LowRowsAt;
-using scale::MakeComposeRow;
-using scale::Max;
 using scale::Min;
-using scale::PlanUpscale;
 using scale::UpscalePlan;
 
+// Bytes of a column chunk: a multiple of 48, the period of the ratio-6 steps.
+constexpr int32_t kChunkBytes = 2304;
+
 // ---------------------------------------------------------------------------
-// Vector helpers.
+// Mixing.
 
-// w = (m * alpha + 64) >> 7 kept in 16 bits, 1024 - w wrapping in 16 bits,
-// 32-bit products, (acc + 512) >> 10 narrowed to 16 bits, saturated to 8.
-inline uint8x8_t Mix8(uint8x8_t s, uint8x8_t u, uint16x8_t m, uint16_t alpha) {
-  const uint16x8_t w = vcombine_u16(vrshrn_n_u32(vmull_n_u16(vget_low_u16(m), alpha), 7),
-                                    vrshrn_n_u32(vmull_n_u16(vget_high_u16(m), alpha), 7));
-  const uint16x8_t iw = vsubq_u16(vdupq_n_u16(1024), w);
-  const uint16x8_t u16 = vmovl_u8(u);
-  const uint16x8_t s16 = vmovl_u8(s);
-  uint32x4_t lo = vmull_u16(vget_low_u16(w), vget_low_u16(u16));
-  lo = vmlal_u16(lo, vget_low_u16(iw), vget_low_u16(s16));
-  uint32x4_t hi = vmull_u16(vget_high_u16(w), vget_high_u16(u16));
-  hi = vmlal_u16(hi, vget_high_u16(iw), vget_high_u16(s16));
-  return vqmovn_u16(vcombine_u16(vrshrn_n_u32(lo, 10), vrshrn_n_u32(hi, 10)));
+// Weights of a row in the lane region all give w <= 1024 and lie below 2^14:
+// then w = (2m * 128 alpha * 2 + 2^15) >> 16, one rounding doubling multiply
+// high in signed 16-bit lanes, and out = s + ((w * d + 512) >> 10) with
+// d = b - s is s + ((32d * w * 2 + 2^15) >> 16), another, exact in its lanes.
+bool InRange(const uint16_t *m, int32_t from, int32_t to, uint8_t alpha) {
+  uint16x8_t mx = vdupq_n_u16(0);
+  int32_t i = from;
+  for (; i + 32 <= to; i += 32) {
+    const uint16x8x4_t v = vld1q_u16_x4(m + i);
+    mx = vmaxq_u16(vmaxq_u16(mx, vmaxq_u16(v.val[0], v.val[1])), vmaxq_u16(v.val[2], v.val[3]));
+  }
+  for (; i < to; i += 8) mx = vmaxq_u16(mx, vld1q_u16(m + i));
+  const uint32_t top = vmaxvq_u16(mx);
+  return top < 16384u && top * alpha <= mix::kMaxInRangeProduct;
 }
 
-// Weights of 4 chroma pairs (map entries 0, 2, 4, 6), each repeated for U and V.
-inline uint16x8_t PairWeights4(const uint16_t *m) {
-  const uint16x4_t even = vld2_u16(m).val[0];
-  const uint16x4x2_t z = vzip_u16(even, even);
-  return vcombine_u16(z.val[0], z.val[1]);
+inline int16x8_t WeightInRange(uint16x8_t m, int16_t alpha128) {
+  return vqrdmulhq_n_s16(vreinterpretq_s16_u16(vshlq_n_u16(m, 1)), alpha128);
 }
 
-// Weights of 8 chroma pairs (map entries 0, 2, ..., 14), each repeated for U and V.
-inline uint16x8x2_t PairWeights8(const uint16_t *m) {
-  const uint16x8_t even = vld2q_u16(m).val[0];
-  return vzipq_u16(even, even);
+// 16-bit lanes whose low bytes are the mixed samples.
+inline uint16x8_t MixInRange(int16x8_t w, uint8x8_t s, uint8x8_t b) {
+  const int16x8_t d32 = vshlq_n_s16(vreinterpretq_s16_u16(vsubl_u8(b, s)), 5);
+  return vaddw_u8(vreinterpretq_u16_s16(vqrdmulhq_s16(d32, w)), s);
 }
 
-// Weights of the 8 bytes starting at element e0 of a row.
+// Map weights of the 16 bytes from byte x of a row: luma entries x..x+15,
+// chroma the even entries x, x+2, .. x+14 each for a pair's U and V byte.
 template <int E>
-inline uint16x8_t Weights8(const uint16_t *m, int32_t e0) {
+inline uint16x8x2_t Weights16(const uint16_t *m, int32_t x) {
   if constexpr (E == 1) {
-    return vld1q_u16(m + e0);
+    return uint16x8x2_t{{vld1q_u16(m + x), vld1q_u16(m + x + 8)}};
   } else {
-    return PairWeights4(m + 2 * e0);
+    const uint16x8_t even = vld2q_u16(m + x).val[0];
+    return vzipq_u16(even, even);
   }
 }
 
-// Up to 8 bytes of a low row from byte `at`, without reading past `len`.
+template <int E>
+inline uint16x8_t Weights8(const uint16_t *m, int32_t x) {
+  if constexpr (E == 1) {
+    return vld1q_u16(m + x);
+  } else {
+    return mix::PairWeights(m + x);
+  }
+}
+
+// Mixes bytes [x, end) of a row (end - x a multiple of 8) with the
+// interpolated samples interp16(x) (16 bytes) and interp8(x) (8 bytes).
+template <int E, bool kInRange, class Interp16, class Interp8>
+void MixSpan(const uint8_t *s, const uint16_t *m, uint8_t *d, int32_t x, int32_t end,
+             uint8_t alpha, Interp16 interp16, Interp8 interp8) {
+  const int16_t alpha128 = static_cast<int16_t>(alpha * 128);
+  for (; x + 16 <= end; x += 16) {
+    const uint8x16_t sv = vld1q_u8(s + x);
+    const uint8x16_t bv = interp16(x);
+    const uint16x8x2_t mv = Weights16<E>(m, x);
+    if constexpr (kInRange) {
+      const uint16x8_t lo =
+          MixInRange(WeightInRange(mv.val[0], alpha128), vget_low_u8(sv), vget_low_u8(bv));
+      const uint16x8_t hi =
+          MixInRange(WeightInRange(mv.val[1], alpha128), vget_high_u8(sv), vget_high_u8(bv));
+      vst1q_u8(d + x, vuzp1q_u8(vreinterpretq_u8_u16(lo), vreinterpretq_u8_u16(hi)));
+    } else {
+      const uint8x8_t lo = mix::BlendAnyWeight(mix::EffectiveWeight(mv.val[0], alpha),
+                                               vget_low_u8(sv), vget_low_u8(bv));
+      const uint8x8_t hi = mix::BlendAnyWeight(mix::EffectiveWeight(mv.val[1], alpha),
+                                               vget_high_u8(sv), vget_high_u8(bv));
+      vst1q_u8(d + x, vcombine_u8(lo, hi));
+    }
+  }
+  if (x < end) {
+    const uint8x8_t sv = vld1_u8(s + x);
+    const uint16x8_t mv = Weights8<E>(m, x);
+    if constexpr (kInRange) {
+      vst1_u8(d + x, vmovn_u16(MixInRange(WeightInRange(mv, alpha128), sv, interp8(x))));
+    } else {
+      vst1_u8(d + x, mix::BlendAnyWeight(mix::EffectiveWeight(mv, alpha), sv, interp8(x)));
+    }
+  }
+}
+
+template <int E, class Interp16, class Interp8>
+void Mix(const ComposeRow<E> &row, int32_t x, int32_t end, uint8_t alpha, Interp16 interp16,
+         Interp8 interp8) {
+  if (InRange(row.m, x, end, alpha)) {
+    MixSpan<E, true>(row.s, row.m, row.d, x, end, alpha, interp16, interp8);
+  } else {
+    MixSpan<E, false>(row.s, row.m, row.d, x, end, alpha, interp16, interp8);
+  }
+}
+
+// ---------------------------------------------------------------------------
+// Row buffers.
+
+// Up to 8 bytes of a low row from byte `at`, zeros past `len`.
 inline uint8x8_t LoadLow8(const uint8_t *row, int32_t at, int32_t len) {
   if (at + 8 <= len) return vld1_u8(row + at);
   uint8_t tmp[8] = {0, 0, 0, 0, 0, 0, 0, 0};
-  std::memcpy(tmp, row + at, static_cast<size_t>(len - at));
+  if (at < len) std::memcpy(tmp, row + at, static_cast<size_t>(len - at));
   return vld1_u8(tmp);
 }
 
-// The E bytes of low element c repeated over 8 lanes, widened to 16 bits.
-template <int E>
-inline uint16x8_t Splat(const uint8_t *row, int32_t c) {
-  if constexpr (E == 1) {
-    return vdupq_n_u16(row[c]);
-  } else {
-    uint16_t pair;
-    std::memcpy(&pair, row + 2 * c, 2);
-    return vmovl_u8(vreinterpret_u8_u16(vdup_n_u16(pair)));
-  }
+// l + ((r - l) * f + 128) >> 8 for f in 0..255 per lane (f128 = 128 f): the
+// blend (256 - f) * l + f * r rounded, by a rounding doubling multiply high.
+inline uint8x16_t Lerp16(uint8x16_t l, uint8x16_t r, int16x8_t f128lo, int16x8_t f128hi) {
+  const int16x8_t dl = vreinterpretq_s16_u16(vsubl_u8(vget_low_u8(r), vget_low_u8(l)));
+  const int16x8_t dh = vreinterpretq_s16_u16(vsubl_u8(vget_high_u8(r), vget_high_u8(l)));
+  const uint16x8_t lo = vaddw_u8(vreinterpretq_u16_s16(vqrdmulhq_s16(dl, f128lo)), vget_low_u8(l));
+  const uint16x8_t hi =
+      vaddw_u8(vreinterpretq_u16_s16(vqrdmulhq_s16(dh, f128hi)), vget_high_u8(l));
+  return vuzp1q_u8(vreinterpretq_u8_u16(lo), vreinterpretq_u8_u16(hi));
 }
 
-// (wl * left + wr * right + 128) >> 8 in 16-bit lanes (sum at most 65280).
-inline uint16x8_t Blend8(uint16x8_t left, uint16x8_t wl, uint16x8_t right, uint16x8_t wr) {
-  return vrshrq_n_u16(vmlaq_u16(vmulq_u16(left, wl), right, wr), 8);
+// Lane tables of a 16-byte step of a horizontal interpolation: byte indices of
+// the left and right samples from the step's first low byte, and 128 times
+// the right weight.
+struct StepTable {
+  uint8x16_t left, right;
+  int16x8_t f128lo, f128hi;
+};
+
+inline StepTable MakeStepTable(const uint8_t (&l)[16], const uint8_t (&r)[16],
+                               const int16_t (&f)[16]) {
+  return StepTable{vld1q_u8(l), vld1q_u8(r), vld1q_s16(f), vld1q_s16(f + 8)};
 }
 
-// ((256 - fy) * h0 + fy * h1 + 128) >> 8 narrowed to 8 bits.
-inline uint8x8_t Vertical8(uint16x8_t h0, uint16x8_t h1, uint16_t fy) {
-  return vrshrn_n_u16(vmlaq_n_u16(vmulq_n_u16(h0, static_cast<uint16_t>(256 - fy)), h1, fy), 8);
+inline uint8x16_t Interpolate16(uint8x8_t low, const StepTable &t) {
+  const uint8x16_t v = vcombine_u8(low, low);
+  return Lerp16(vqtbl1q_u8(v, t.left), vqtbl1q_u8(v, t.right), t.f128lo, t.f128hi);
 }
 
-// ---------------------------------------------------------------------------
-// Ratio 2: 16 bytes a step from 8 + 1 low bytes of two rows.
-
-template <int E>
-inline void MidpointStep(const uint8_t *s, const uint16_t *m, uint8_t *d, const uint8_t *b0,
-                         const uint8_t *b1, int32_t e0, uint16_t alpha) {
-  const int32_t at = E * (e0 >> 1);  // low byte of element e0 / 2
-  const uint16x8_t sum = vaddq_u16(vaddl_u8(vld1_u8(b0 + at), vld1_u8(b0 + at + E)),
-                                   vaddl_u8(vld1_u8(b1 + at), vld1_u8(b1 + at + E)));
-  const uint8x8_t u = vrshrn_n_u16(sum, 2);
-  uint8x8_t u0, u1;
-  uint16x8_t m0, m1;
-  if constexpr (E == 1) {
-    const uint8x8x2_t z = vzip_u8(u, u);
-    u0 = z.val[0];
-    u1 = z.val[1];
-    m0 = vld1q_u16(m + e0);
-    m1 = vld1q_u16(m + e0 + 8);
-  } else {
-    const uint16x4_t p = vreinterpret_u16_u8(u);
-    const uint16x4x2_t z = vzip_u16(p, p);
-    u0 = vreinterpret_u8_u16(z.val[0]);
-    u1 = vreinterpret_u8_u16(z.val[1]);
-    const uint16x8x2_t w = PairWeights8(m + 2 * e0);
-    m0 = w.val[0];
-    m1 = w.val[1];
-  }
-  const int32_t x = E * e0;
-  const uint8x16_t sv = vld1q_u8(s + x);
-  vst1q_u8(d + x, vcombine_u8(Mix8(vget_low_u8(sv), u0, m0, alpha),
-                              Mix8(vget_high_u8(sv), u1, m1, alpha)));
-}
-
-template <int E>
-void Midpoint(const char *name, const uint8_t *src, int32_t width, int32_t height, int32_t lowWidth,
-              int32_t lowHeight, const uint16_t *weight, const uint8_t *blurred, uint8_t *dst,
-              int32_t rowFirst, int32_t rowLast, uint8_t alpha) {
-  const UpscalePlan u = PlanUpscale<2, E>(name, src, weight, blurred, dst, width, height, lowWidth,
-                                          lowHeight, rowFirst, rowLast);
-  if (!u.rows.ok) return;
-  constexpr int32_t kStepElems = 16 / E;
-  const int32_t body = u.body;
-  const int32_t yStart = u.rows.first < u.rows.last ? u.rows.first : Max(u.rows.last - 1, 0);
-  for (int32_t y = yStart; y <= u.rows.last; ++y) {
-    const int32_t r = Min(y >> 1, lowHeight - 1);
-    const int32_t r1 = Min(r + 1, lowHeight - 1);
-    const ComposeRow<E> row =
-        MakeComposeRow<E>(src, weight, blurred, dst, width, lowWidth, y, r, r1);
-    for (int32_t e = 0; e < body; e += kStepElems) {
-      MidpointStep<E>(row.s, row.m, row.d, row.b0, row.b1, e, alpha);
+// Two row buffers keyed by the low row they hold (-1: none), for one column
+// chunk; buffer byte i holds row byte chunk + i.
+struct RowCache {
+  int32_t key[2] = {-1, -1};
+  alignas(16) uint8_t buf[2][kChunkBytes + 16];
+  // The buffer of low row `r`, filled by fill(r, buffer) if not held; the
+  // buffer holding `keep` is not replaced.
+  template <class FillFn>
+  const uint8_t *Get(int32_t r, int32_t keep, FillFn fill) {
+    for (int i = 0; i < 2; ++i) {
+      if (key[i] == r) return buf[i];
     }
-    scale::MidpointElems<E>(row, u, body, u.elems, alpha);
+    const int i = key[0] == keep ? 1 : 0;
+    fill(r, buf[i]);
+    key[i] = r;
+    return buf[i];
   }
+};
+
+// Vertical blend of two buffers at byte i: ((256 - fy) * h0 + fy * h1 + 128)
+// >> 8 for fy in 1..255.
+inline uint8x16_t Vertical16(const uint8_t *h0, const uint8_t *h1, int32_t i, uint8x8_t top,
+                             uint8x8_t bottom) {
+  const uint8x16_t a = vld1q_u8(h0 + i);
+  const uint8x16_t b = vld1q_u8(h1 + i);
+  const uint16x8_t lo = vmlal_u8(vmull_u8(vget_low_u8(a), top), vget_low_u8(b), bottom);
+  const uint16x8_t hi = vmlal_high_u8(vmull_high_u8(a, vcombine_u8(top, top)), b,
+                                      vcombine_u8(bottom, bottom));
+  return vcombine_u8(vrshrn_n_u16(lo, 8), vrshrn_n_u16(hi, 8));
 }
 
-// ---------------------------------------------------------------------------
-// Ratios 4 and 8: 8 bytes a step (16 for chroma at ratio 8) with the fixed
-// sub-position weights of the ratio.
-
-// Left/right weights of the 8 bytes that start at sub-position `sub`.
-template <int N, int E>
-inline void BilinearWeights(int sub, uint16x8_t *wl, uint16x8_t *wr) {
-  uint16_t l[8], r[8];
-  for (int i = 0; i < 8; ++i) {
-    const int j = (sub + i / E) % N;
-    r[i] = static_cast<uint16_t>(256 * j / N);
-    l[i] = static_cast<uint16_t>(256 - r[i]);
-  }
-  *wl = vld1q_u16(l);
-  *wr = vld1q_u16(r);
+inline uint8x8_t Vertical8(const uint8_t *h0, const uint8_t *h1, int32_t i, uint8x8_t top,
+                           uint8x8_t bottom) {
+  return vrshrn_n_u16(vmlal_u8(vmull_u8(vld1_u8(h0 + i), top), vld1_u8(h1 + i), bottom), 8);
 }
 
-// One group of 8 output bytes whose elements all lie between low elements c
-// and c + 1 (E = 2, or N = 8) or span c .. c + 2 (E = 1, N = 4).
-template <int N, int E>
-inline void BilinearGroup(const uint8_t *s, const uint16_t *m, uint8_t *d, const uint8_t *b0,
-                          const uint8_t *b1, uint32_t fy, bool vertical, int32_t e0, uint16x8_t wl,
-                          uint16x8_t wr, uint16_t alpha) {
-  const int32_t c = e0 / N;
-  uint16x8_t l0, r0, l1, r1;
-  if constexpr (N == 4 && E == 1) {  // elements c, c, c, c, c+1, c+1, c+1, c+1
-    l0 = vcombine_u16(vdup_n_u16(b0[c]), vdup_n_u16(b0[c + 1]));
-    r0 = vcombine_u16(vdup_n_u16(b0[c + 1]), vdup_n_u16(b0[c + 2]));
-    l1 = vcombine_u16(vdup_n_u16(b1[c]), vdup_n_u16(b1[c + 1]));
-    r1 = vcombine_u16(vdup_n_u16(b1[c + 1]), vdup_n_u16(b1[c + 2]));
+// How an output row takes its samples from the buffers of its low rows, or
+// kNone: the row has no lane region.
+enum class Vertical { kUpper, kBlend, kZero, kNone };
+
+// Mixes bytes [x, end) of a row from row buffers h0, h1 (byte x at
+// h[x - chunk]).
+template <int E>
+void MixFromBuffers(const ComposeRow<E> &row, int32_t x, int32_t end, int32_t chunk,
+                    const uint8_t *h0, const uint8_t *h1, Vertical mode, uint32_t fy,
+                    uint8_t alpha) {
+  if (mode == Vertical::kUpper) {
+    Mix<E>(
+        row, x, end, alpha, [&](int32_t i) { return vld1q_u8(h0 + i - chunk); },
+        [&](int32_t i) { return vld1_u8(h0 + i - chunk); });
+  } else if (mode == Vertical::kZero) {
+    Mix<E>(
+        row, x, end, alpha, [](int32_t) { return vdupq_n_u8(0); },
+        [](int32_t) { return vdup_n_u8(0); });
   } else {
-    l0 = Splat<E>(b0, c);
-    r0 = Splat<E>(b0, c + 1);
-    l1 = Splat<E>(b1, c);
-    r1 = Splat<E>(b1, c + 1);
+    const uint8x8_t top = vdup_n_u8(static_cast<uint8_t>(256 - fy));
+    const uint8x8_t bottom = vdup_n_u8(static_cast<uint8_t>(fy));
+    Mix<E>(
+        row, x, end, alpha,
+        [&](int32_t i) { return Vertical16(h0, h1, i - chunk, top, bottom); },
+        [&](int32_t i) { return Vertical8(h0, h1, i - chunk, top, bottom); });
   }
-  const uint16x8_t h0 = Blend8(l0, wl, r0, wr);
-  const uint8x8_t u =
-      vertical ? Vertical8(h0, Blend8(l1, wl, r1, wr), static_cast<uint16_t>(fy)) : vmovn_u16(h0);
-  const int32_t x = E * e0;
-  vst1_u8(d + x, Mix8(vld1_u8(s + x), u, Weights8<E>(m, e0), alpha));
 }
 
-template <int N, int E>
-void Bilinear(const char *name, const uint8_t *src, int32_t width, int32_t height, int32_t lowWidth,
-              int32_t lowHeight, const uint16_t *weight, const uint8_t *blurred, uint8_t *dst,
-              int32_t rowFirst, int32_t rowLast, uint8_t alpha) {
-  const UpscalePlan u = PlanUpscale<N, E>(name, src, weight, blurred, dst, width, height, lowWidth,
-                                          lowHeight, rowFirst, rowLast);
-  if (!u.rows.ok) return;
-  constexpr int32_t kGroupElems = 8 / E;  // elements of one 8-byte group
-  const int32_t body = u.body;
-  // Weights of the groups of a period of N elements.
-  constexpr int kGroups = (N * E) / 8 > 0 ? (N * E) / 8 : 1;
-  uint16x8_t wl[kGroups], wr[kGroups];
-  for (int g = 0; g < kGroups; ++g) BilinearWeights<N, E>(g * kGroupElems, &wl[g], &wr[g]);
-
-  for (int32_t y = u.rows.first; y <= u.rows.last; ++y) {
-    const LowRows lr = LowRowsAt(u.stepY, y, lowHeight);
-    const bool vertical = y < u.flatFrom;
-    const ComposeRow<E> row =
-        MakeComposeRow<E>(src, weight, blurred, dst, width, lowWidth, y, lr.r, lr.r1);
-    for (int32_t e = 0; e < body; e += kGroupElems) {
-      const int g = static_cast<int>((e % N) / kGroupElems);
-      BilinearGroup<N, E>(row.s, row.m, row.d, row.b0, row.b1, lr.fy, vertical, e, wl[g], wr[g],
-                          alpha);
-    }
-    scale::BilinearElems<N, E>(row, u, lr, vertical, body, u.elems, alpha);
+// Runs the lane region [from(vertical), to) of every output row in column
+// chunks: fill(r, chunk, end, buffer) interpolates low row r over bytes
+// [chunk, end) (16 a step, past end allowed); mode(lr, vertical) says how a
+// row blends its two buffers.
+template <int N, int E, class FillFn, class ModeFn>
+void LaneRegion(const ComposeCall &c, const UpscalePlan &u, int32_t from, int32_t to, FillFn fill,
+                ModeFn mode) {
+  for (int32_t chunk = from; chunk < to; chunk += kChunkBytes) {
+    const int32_t end = Min(chunk + kChunkBytes, to);
+    RowCache cache;
+    scale::ForEachOutputRow<N, E>(c, u, [&](ComposeRow<E> row, LowRows lr, bool vertical) {
+      const Vertical v = mode(lr, vertical);
+      if (v == Vertical::kNone) return;
+      if (v == Vertical::kZero) {
+        MixFromBuffers<E>(row, chunk, end, chunk, nullptr, nullptr, v, 0, c.alpha);
+        return;
+      }
+      const auto filler = [&](int32_t r, uint8_t *buf) { fill(r, chunk, end, buf); };
+      const uint8_t *h0 = cache.Get(lr.r, lr.r1, filler);
+      const uint8_t *h1 = v == Vertical::kBlend ? cache.Get(lr.r1, lr.r, filler) : h0;
+      MixFromBuffers<E>(row, chunk, end, chunk, h0, h1, v, lr.fy, c.alpha);
+    });
   }
 }
 
 // ---------------------------------------------------------------------------
-// Ratio 6: 24 bytes a step from element 1 with the fixed 8-bit weights of
-// sub-positions 1..6; one step spans 4 low luma columns or 2 low chroma pairs.
+// Ratio 2: the buffer of low row r holds, at byte x of element e, the
+// rounded mean of low samples (r, c), (r, c + 1), (r + 1, c), (r + 1, c + 1)
+// with c = e >> 1 (the lower row clamped); lane region [0, E * body).
 
-// Per group g of 8 byte lanes of a step: the lanes take their left sample
-// from low element base[g] where `first[g]` is set and from base[g] + 1
-// elsewhere (their right sample one element further), and their left and
-// right weights. Elements are counted from the step's first low element.
+template <int E>
+void MeanRow(const ComposeCall &c, int32_t r, int32_t chunk, int32_t end, uint8_t *buf) {
+  const uint8_t *b0 = c.blurred + scale::Offset(r, c.lowWidth);
+  const uint8_t *b1 = c.blurred + scale::Offset(Min(r + 1, c.lowHeight - 1), c.lowWidth);
+  for (int32_t x = chunk; x < end; x += 16) {
+    const int32_t at = E * (x / E >> 1);  // low byte of element x / E / 2
+    const uint16x8_t sum = vaddq_u16(vaddl_u8(vld1_u8(b0 + at), vld1_u8(b0 + at + E)),
+                                     vaddl_u8(vld1_u8(b1 + at), vld1_u8(b1 + at + E)));
+    const uint8x8_t mean = vrshrn_n_u16(sum, 2);
+    uint8x16_t out;
+    if constexpr (E == 1) {
+      out = vcombine_u8(vzip1_u8(mean, mean), vzip2_u8(mean, mean));
+    } else {
+      const uint16x4_t p = vreinterpret_u16_u8(mean);
+      out = vreinterpretq_u8_u16(vcombine_u16(vzip1_u16(p, p), vzip2_u16(p, p)));
+    }
+    vst1q_u8(buf + (x - chunk), out);
+  }
+}
+
+template <int E>
+void Midpoint(const ComposeCall &c) {
+  const UpscalePlan u = scale::PlanUpscale<2, E>(c);
+  if (!u.rows.ok) return;
+  LaneRegion<2, E>(
+      c, u, 0, E * u.body,
+      [&](int32_t r, int32_t chunk, int32_t end, uint8_t *buf) {
+        MeanRow<E>(c, r, chunk, end, buf);
+      },
+      [](LowRows, bool) { return Vertical::kUpper; });
+  scale::ForEachOutputRow<2, E>(c, u, [&](ComposeRow<E> row, LowRows, bool) {
+    scale::MidpointElems<E>(row, u, u.body, u.elems, c.alpha);
+  });
+}
+
+// ---------------------------------------------------------------------------
+// Ratios 4 and 8: the buffer of low row r holds the horizontal interpolation
+// of elements below body with the fixed weights of sub-position e mod N (a
+// 16-byte step spans whole periods: every step has the same lane tables);
+// rows from flatFrom on take the upper buffer, rows with fy == 0 too (the
+// blend gives the upper sample).
+
+template <int N, int E>
+StepTable BilinearTable() {
+  uint8_t l[16], r[16];
+  int16_t f[16];
+  for (int i = 0; i < 16; ++i) {
+    const int j = i / E;  // element within the step
+    l[i] = static_cast<uint8_t>(E * (j / N) + i % E);
+    r[i] = static_cast<uint8_t>(l[i] + E);
+    f[i] = static_cast<int16_t>(128 * (256 * (j % N) / N));
+  }
+  return MakeStepTable(l, r, f);
+}
+
+template <int N, int E>
+void Bilinear(const ComposeCall &c) {
+  const UpscalePlan u = scale::PlanUpscale<N, E>(c);
+  if (!u.rows.ok) return;
+  const StepTable t = BilinearTable<N, E>();
+  LaneRegion<N, E>(
+      c, u, 0, E * u.body,
+      [&](int32_t r, int32_t chunk, int32_t end, uint8_t *buf) {
+        const uint8_t *row = c.blurred + scale::Offset(r, c.lowWidth);
+        for (int32_t x = chunk; x < end; x += 16) {
+          const int32_t at = E * (x / E / N);
+          vst1q_u8(buf + (x - chunk), Interpolate16(LoadLow8(row, at, c.lowWidth), t));
+        }
+      },
+      [](LowRows lr, bool vertical) {
+        return vertical && lr.fy != 0 ? Vertical::kBlend : Vertical::kUpper;
+      });
+  scale::ForEachOutputRow<N, E>(c, u, [&](ComposeRow<E> row, LowRows lr, bool vertical) {
+    scale::BilinearElems<N, E>(row, u, lr, vertical, u.body, u.elems, c.alpha);
+  });
+}
+
+// ---------------------------------------------------------------------------
+// Ratio 6, vertically interpolated rows: the buffer of low row r holds
+// elements 1..body with the fixed 8-bit weights of sub-positions 1..6 on low
+// elements (e - 1) / 6 and the next; the 16-byte steps from byte E cycle
+// through three lane tables. The upper row weighs (256 - fy) & 255: a row
+// with fy == 0 interpolates to 0. Rows not interpolated vertically are done
+// by the scalar rows whole.
+
 template <int E>
 struct Ratio6Tables {
-  uint16x8_t first[3];
-  int32_t base[3];
-  uint16x8_t wl[3];
-  uint16x8_t wr[3];
+  StepTable step[3];
   Ratio6Tables() {
-    for (int g = 0; g < 3; ++g) {
-      uint16_t f[8], l[8], r[8];
-      base[g] = (8 * g / E) / 6;
-      for (int i = 0; i < 8; ++i) {
-        const int j = (8 * g + i) / E;  // element within the step
-        f[i] = j / 6 == base[g] ? 0xFFFF : 0;
-        l[i] = scale::kRatio6Left[j % 6];
-        r[i] = scale::kRatio6Right[j % 6];
+    for (int p = 0; p < 3; ++p) {
+      uint8_t l[16], r[16];
+      int16_t f[16];
+      const int first = 16 * p / E;  // element (from 1) the step starts at
+      for (int i = 0; i < 16; ++i) {
+        const int j = first + i / E;
+        l[i] = static_cast<uint8_t>(E * (j / 6 - first / 6) + i % E);
+        r[i] = static_cast<uint8_t>(l[i] + E);
+        f[i] = static_cast<int16_t>(128 * scale::kRatio6Right[j % 6]);
       }
-      first[g] = vld1q_u16(f);
-      wl[g] = vld1q_u16(l);
-      wr[g] = vld1q_u16(r);
+      step[p] = MakeStepTable(l, r, f);
     }
   }
 };
 
-// Weights of the 4 pairs of 8 chroma bytes from 8 map entries: the even
-// entries, each repeated for the pair's U and V lane (little-endian 32-bit
-// lanes: entry 2k is the low half of lane k).
-inline uint16x8_t PairWeightsEven(const uint16_t *m) {
-  const uint32x4_t e = vandq_u32(vreinterpretq_u32_u16(vld1q_u16(m)), vdupq_n_u32(0xFFFF));
-  return vreinterpretq_u16_u32(vorrq_u32(e, vshlq_n_u32(e, 16)));
-}
-
-// Horizontal blend of one group of a low row: (wl * left + wr * right + 128)
-// >> 8, within 16 bits since wl + wr <= 256. v holds the step's low elements
-// 0..4 splatted.
 template <int E>
-inline uint16x8_t Ratio6Row(const uint16x8_t *v, const Ratio6Tables<E> &t, int g) {
-  const int32_t k = t.base[g];
-  const uint16x8_t left = vbslq_u16(t.first[g], v[k], v[k + 1]);
-  const uint16x8_t right = vbslq_u16(t.first[g], v[k + 1], v[k + 2]);
-  return vrshrq_n_u16(vmlaq_u16(vmulq_u16(left, t.wl[g]), right, t.wr[g]), 8);
-}
-
-template <int E>
-inline void Ratio6Step(const uint8_t *s, const uint16_t *m, uint8_t *d, const uint8_t *b0,
-                       const uint8_t *b1, int32_t lowElems, uint32_t fy, int32_t e0,
-                       const Ratio6Tables<E> &t, uint16_t alpha) {
-  const int32_t c0 = (e0 - 1) / 6;  // first low element of the step
-  // Elements c0..c0 + 4 of both rows (indices past the row, never selected
-  // by a lane, are clamped to stay inside it).
-  uint16x8_t v0[5], v1[5];
-  for (int32_t i = 0; i < 5; ++i) {
-    const int32_t c = Min(c0 + i, lowElems - 1);
-    v0[i] = Splat<E>(b0, c);
-    v1[i] = Splat<E>(b1, c);
-  }
-  const uint16x8_t top = vdupq_n_u16(static_cast<uint16_t>((256 - fy) & 255));
-  const uint16x8_t bottom = vdupq_n_u16(static_cast<uint16_t>(fy));
-  const int32_t x = E * e0;
-  for (int g = 0; g < 3; ++g) {
-    const uint16x8_t h0 = Ratio6Row<E>(v0, t, g);
-    const uint16x8_t h1 = Ratio6Row<E>(v1, t, g);
-    // top + bottom is 256, or 0 when fy is 0: the sum stays within 16 bits.
-    const uint16x8_t u = vrshrq_n_u16(vmlaq_u16(vmulq_u16(h0, top), h1, bottom), 8);
-    const uint16x8_t mw = E == 1 ? vld1q_u16(m + e0 + 8 * g) : PairWeightsEven(m + 2 * e0 + 8 * g);
-    vst1_u8(d + x + 8 * g, Mix8(vld1_u8(s + x + 8 * g), vmovn_u16(u), mw, alpha));
-  }
-}
-
-template <int E>
-void Ratio6(const char *name, const uint8_t *src, int32_t width, int32_t height, int32_t lowWidth,
-            int32_t lowHeight, const uint16_t *weight, const uint8_t *blurred, uint8_t *dst,
-            int32_t rowFirst, int32_t rowLast, uint8_t alpha) {
-  const UpscalePlan u = PlanUpscale<6, E>(name, src, weight, blurred, dst, width, height, lowWidth,
-                                          lowHeight, rowFirst, rowLast);
+void Ratio6(const ComposeCall &c) {
+  const UpscalePlan u = scale::PlanUpscale<6, E>(c);
   if (!u.rows.ok) return;
-  constexpr int32_t kStepElems = 24 / E;
-  const int32_t body = u.body, lowElems = u.lowElems;
   static const Ratio6Tables<E> tables;
-  for (int32_t y = u.rows.first; y <= u.rows.last; ++y) {
-    const LowRows lr = LowRowsAt(u.stepY, y, lowHeight);
-    const bool vertical = y != 0 && y < u.flatFrom;
-    const ComposeRow<E> row =
-        MakeComposeRow<E>(src, weight, blurred, dst, width, lowWidth, y, lr.r, lr.r1);
-    int32_t e = 0;
-    if (vertical) {  // element 0 one at a time, then steps over elements 1..body
-      scale::Ratio6Elems<E>(row, u, lr, vertical, 0, 1, alpha);
-      for (e = 1; e <= body; e += kStepElems) {
-        Ratio6Step<E>(row.s, row.m, row.d, row.b0, row.b1, lowElems, lr.fy, e, tables, alpha);
-      }
+  LaneRegion<6, E>(
+      c, u, E, E * (u.body + 1),
+      [&](int32_t r, int32_t chunk, int32_t end, uint8_t *buf) {
+        const uint8_t *row = c.blurred + scale::Offset(r, c.lowWidth);
+        for (int32_t x = chunk; x < end; x += 16) {
+          const int32_t k = (x - E) / 16;  // step from byte E
+          const int32_t at = E * ((x / E - 1) / 6);
+          vst1q_u8(buf + (x - chunk),
+                   Interpolate16(LoadLow8(row, at, c.lowWidth), tables.step[k % 3]));
+        }
+      },
+      [](LowRows lr, bool vertical) {
+        return !vertical ? Vertical::kNone : lr.fy == 0 ? Vertical::kZero : Vertical::kBlend;
+      });
+  scale::ForEachOutputRow<6, E>(c, u, [&](ComposeRow<E> row, LowRows lr, bool vertical) {
+    if (vertical) {
+      scale::Ratio6Elems<E>(row, u, lr, vertical, 0, 1, c.alpha);
+      scale::Ratio6Elems<E>(row, u, lr, vertical, u.body + 1, u.elems, c.alpha);
+    } else {
+      scale::Ratio6Elems<E>(row, u, lr, vertical, 0, u.elems, c.alpha);
     }
-    scale::Ratio6Elems<E>(row, u, lr, vertical, e, u.elems, alpha);
-  }
+  });
 }
 
 }  // namespace
 
-PB_DEFINE_UPSCALE_COMPOSE_KERNELS(_NEON)
+PB_COMPOSE_KERNEL(UpscaleComposeLuma2_NEON) {
+  Midpoint<1>({"UpscaleComposeLuma2", src, width, height, lowWidth, lowHeight, weight, blurred, dst,
+               rowFirst, rowLast, alpha});
+}
+
+PB_COMPOSE_KERNEL(UpscaleComposeLuma4_NEON) {
+  Bilinear<4, 1>({"UpscaleComposeLuma4", src, width, height, lowWidth, lowHeight, weight, blurred,
+                  dst, rowFirst, rowLast, alpha});
+}
+
+PB_COMPOSE_KERNEL(UpscaleComposeLuma6_NEON) {
+  Ratio6<1>({"UpscaleComposeLuma6", src, width, height, lowWidth, lowHeight, weight, blurred, dst,
+             rowFirst, rowLast, alpha});
+}
+
+PB_COMPOSE_KERNEL(UpscaleComposeLuma8_NEON) {
+  Bilinear<8, 1>({"UpscaleComposeLuma8", src, width, height, lowWidth, lowHeight, weight, blurred,
+                  dst, rowFirst, rowLast, alpha});
+}
+
+PB_COMPOSE_KERNEL(UpscaleComposeChroma2_NEON) {
+  Midpoint<2>({"UpscaleComposeChroma2", src, width, height, lowWidth, lowHeight, weight, blurred,
+               dst, rowFirst, rowLast, alpha});
+}
+
+PB_COMPOSE_KERNEL(UpscaleComposeChroma4_NEON) {
+  Bilinear<4, 2>({"UpscaleComposeChroma4", src, width, height, lowWidth, lowHeight, weight,
+                  blurred, dst, rowFirst, rowLast, alpha});
+}
+
+PB_COMPOSE_KERNEL(UpscaleComposeChroma6_NEON) {
+  Ratio6<2>({"UpscaleComposeChroma6", src, width, height, lowWidth, lowHeight, weight, blurred,
+             dst, rowFirst, rowLast, alpha});
+}
+
+PB_COMPOSE_KERNEL(UpscaleComposeChroma8_NEON) {
+  Bilinear<8, 2>({"UpscaleComposeChroma8", src, width, height, lowWidth, lowHeight, weight,
+                  blurred, dst, rowFirst, rowLast, alpha});
+}
 
 }  // namespace pb
