@@ -1,5 +1,16 @@
-// Vector forms of the mix of scale/mix.h, 8 lanes at a time, and the weights
-// of chroma pairs. Only for *_neon.cc files.
+// Vector forms of the mix of scale/mix.h and the weights of chroma pairs,
+// shared by the full-resolution and the upscale composites. Only for
+// *_neon.cc files.
+//
+// Two forms, chosen per row (or span) by the largest map weight in it:
+//  - in range (every m below 2^14 and m * alpha <= 131135, so w <= 1024):
+//    all in signed 16-bit lanes with rounding doubling multiplies-high:
+//    w = (2m * 128 alpha * 2 + 2^15) >> 16 == (m * alpha + 64) >> 7, and
+//    out = s + ((32d * w * 2 + 2^15) >> 16) == s + ((w * d + 512) >> 10) with
+//    d = b - s, |32d| <= 8160; acc = 1024 s + w d, so this is the rounded
+//    acc >> 10 and never leaves 0..255;
+//  - any weight: w narrowed to 16 bits, 1024 - w wrapping in its lane, 32-bit
+//    products, the rounded shift narrowed to 16 bits and saturated to 8.
 #ifndef PREVIEWBOKEH_SCALE_MIX_NEON_H_
 #define PREVIEWBOKEH_SCALE_MIX_NEON_H_
 
@@ -11,30 +22,53 @@
 namespace pb {
 namespace mix {
 
-// w = (m * alpha + 64) >> 7 as a 16-bit lane, from 16-bit products only:
-// with m = 256 * mh + ml, m * alpha = 256 * (mh * alpha) + ml * alpha, both
-// products fit 16 bits, and w = 2 * (mh * alpha) + ((ml * alpha + 64) >> 7);
-// the lane keeps it modulo 2^16 as the narrowing would.
-inline uint16x8_t EffectiveWeight(uint16x8_t m, uint16_t alpha) {
-  const uint16x8_t hi = vmulq_n_u16(vshrq_n_u16(m, 8), alpha);
-  const uint16x8_t lo = vmulq_n_u16(vandq_u16(m, vdupq_n_u16(0xFF)), alpha);
-  return vrsraq_n_u16(vshlq_n_u16(hi, 1), lo, 7);
+// Largest map weight of m[from..to) (to - from a multiple of 8).
+inline uint32_t MaxWeight(const uint16_t *m, int32_t from, int32_t to) {
+  uint16x8_t mx = vdupq_n_u16(0);
+  int32_t i = from;
+  for (; i + 64 <= to; i += 64) {
+    const uint16x8x4_t a = vld1q_u16_x4(m + i);
+    const uint16x8x4_t b = vld1q_u16_x4(m + i + 32);
+    const uint16x8_t a01 = vmaxq_u16(a.val[0], a.val[1]), a23 = vmaxq_u16(a.val[2], a.val[3]);
+    const uint16x8_t b01 = vmaxq_u16(b.val[0], b.val[1]), b23 = vmaxq_u16(b.val[2], b.val[3]);
+    mx = vmaxq_u16(mx, vmaxq_u16(vmaxq_u16(a01, a23), vmaxq_u16(b01, b23)));
+  }
+  for (; i < to; i += 8) mx = vmaxq_u16(mx, vld1q_u16(m + i));
+  return vmaxvq_u16(mx);
 }
 
-// Mix for w <= 1024 in every lane: acc = 1024 * s + w * d with d = b - s, so
-// out = s + ((w * d + 512) >> 10), never outside 0..255. w * d needs 18 bits:
-// with w = 32 * w1 + w0, (32 * A + B + 512) >> 10 == (A + (B >> 5) + 16) >> 5
-// for A = w1 * d, B = w0 * d, all in signed 16-bit lanes.
-inline uint8x8_t BlendInRange(uint16x8_t w, uint8x8_t s, uint8x8_t b) {
-  const int16x8_t d = vreinterpretq_s16_u16(vsubl_u8(b, s));
-  const int16x8_t a = vmulq_s16(vreinterpretq_s16_u16(vshrq_n_u16(w, 5)), d);
-  const int16x8_t r = vmulq_s16(vreinterpretq_s16_u16(vandq_u16(w, vdupq_n_u16(31))), d);
-  const int16x8_t q = vrshrq_n_s16(vsraq_n_s16(a, r, 5), 5);
-  return vqmovun_s16(vaddq_s16(vreinterpretq_s16_u16(vmovl_u8(s)), q));
+// True when the in-range form applies to weights up to `top`.
+inline bool InRange(uint32_t top, uint8_t alpha) {
+  return top < 16384u && top * alpha <= kMaxInRangeProduct;
 }
 
-// Any w: 1024 - w wraps in its 16-bit lane, products and sum in 32-bit lanes,
-// the rounded shift narrowed to 16 bits, then saturated to 0..255.
+// Effective weights of the in-range form; alpha128 = 128 * alpha.
+inline int16x8_t WeightInRange(uint16x8_t m, int16_t alpha128) {
+  return vqrdmulhq_n_s16(vreinterpretq_s16_u16(vshlq_n_u16(m, 1)), alpha128);
+}
+
+// In-range mix: 16-bit lanes whose low bytes are the mixed samples.
+inline uint16x8_t MixInRange(int16x8_t w, uint8x8_t s, uint8x8_t b) {
+  const int16x8_t d32 = vshlq_n_s16(vreinterpretq_s16_u16(vsubl_u8(b, s)), 5);
+  return vaddw_u8(vreinterpretq_u16_s16(vqrdmulhq_s16(d32, w)), s);
+}
+
+// 16 in-range mixes from two sets of 8 weights.
+inline uint8x16_t MixInRange16(int16x8_t w0, int16x8_t w1, uint8x16_t s, uint8x16_t b) {
+  const uint16x8_t lo = MixInRange(w0, vget_low_u8(s), vget_low_u8(b));
+  const uint16x8_t hi = MixInRange(w1, vget_high_u8(s), vget_high_u8(b));
+  return vuzp1q_u8(vreinterpretq_u8_u16(lo), vreinterpretq_u8_u16(hi));
+}
+
+// w = (m * alpha + 64) >> 7 for any m, as a 16-bit lane: 32-bit products and
+// a rounding narrowing shift (alpha in every lane), which keeps the low 16 bits as the narrowing
+// would (m * alpha + 64 < 2^24).
+inline uint16x8_t EffectiveWeight(uint16x8_t m, uint16x8_t alpha) {
+  return vcombine_u16(vrshrn_n_u32(vmull_u16(vget_low_u16(m), vget_low_u16(alpha)), 7),
+                      vrshrn_n_u32(vmull_high_u16(m, alpha), 7));
+}
+
+// Any-weight mix of 8 samples.
 inline uint8x8_t BlendAnyWeight(uint16x8_t w, uint8x8_t s, uint8x8_t b) {
   const uint16x8_t iw = vsubq_u16(vdupq_n_u16(1024), w);
   const uint16x8_t s16 = vmovl_u8(s);
@@ -47,11 +81,16 @@ inline uint8x8_t BlendAnyWeight(uint16x8_t w, uint8x8_t s, uint8x8_t b) {
 }
 
 // Weights of the 4 pairs of 8 chroma bytes from 8 map entries: the even
-// entries, each repeated for the pair's U and V lane (little-endian 32-bit
-// lanes: entry 2k is the low half of lane k).
+// entries, each repeated for the pair's U and V lane.
 inline uint16x8_t PairWeights(const uint16_t *m) {
-  const uint32x4_t e = vandq_u32(vreinterpretq_u32_u16(vld1q_u16(m)), vdupq_n_u32(0xFFFF));
-  return vreinterpretq_u16_u32(vorrq_u32(e, vshlq_n_u32(e, 16)));
+  const uint16x4_t even = vmovn_u32(vreinterpretq_u32_u16(vld1q_u16(m)));
+  return vcombine_u16(vzip1_u16(even, even), vzip2_u16(even, even));
+}
+
+// Weights of the 8 pairs of 16 chroma bytes from 16 map entries.
+inline uint16x8x2_t PairWeights16(const uint16_t *m) {
+  const uint16x8_t even = vld2q_u16(m).val[0];
+  return vzipq_u16(even, even);
 }
 
 }  // namespace mix

@@ -32,31 +32,14 @@ constexpr int32_t kChunkBytes = 2304;
 // ---------------------------------------------------------------------------
 // Mixing.
 
-// Weights of a row in the lane region all give w <= 1024 and lie below 2^14:
-// then w = (2m * 128 alpha * 2 + 2^15) >> 16, one rounding doubling multiply
-// high in signed 16-bit lanes, and out = s + ((w * d + 512) >> 10) with
-// d = b - s is s + ((32d * w * 2 + 2^15) >> 16), another, exact in its lanes.
+// A row's lane region mixes in range (scale/mix_neon.h) when all its
+// weights allow it.
 bool InRange(const uint16_t *m, int32_t from, int32_t to, uint8_t alpha) {
-  uint16x8_t mx = vdupq_n_u16(0);
-  int32_t i = from;
-  for (; i + 32 <= to; i += 32) {
-    const uint16x8x4_t v = vld1q_u16_x4(m + i);
-    mx = vmaxq_u16(vmaxq_u16(mx, vmaxq_u16(v.val[0], v.val[1])), vmaxq_u16(v.val[2], v.val[3]));
-  }
-  for (; i < to; i += 8) mx = vmaxq_u16(mx, vld1q_u16(m + i));
-  const uint32_t top = vmaxvq_u16(mx);
-  return top < 16384u && top * alpha <= mix::kMaxInRangeProduct;
+  return mix::InRange(mix::MaxWeight(m, from, to), alpha);
 }
 
-inline int16x8_t WeightInRange(uint16x8_t m, int16_t alpha128) {
-  return vqrdmulhq_n_s16(vreinterpretq_s16_u16(vshlq_n_u16(m, 1)), alpha128);
-}
-
-// 16-bit lanes whose low bytes are the mixed samples.
-inline uint16x8_t MixInRange(int16x8_t w, uint8x8_t s, uint8x8_t b) {
-  const int16x8_t d32 = vshlq_n_s16(vreinterpretq_s16_u16(vsubl_u8(b, s)), 5);
-  return vaddw_u8(vreinterpretq_u16_s16(vqrdmulhq_s16(d32, w)), s);
-}
+using mix::MixInRange;
+using mix::WeightInRange;
 
 // Map weights of the 16 bytes from byte x of a row: luma entries x..x+15,
 // chroma the even entries x, x+2, .. x+14 each for a pair's U and V byte.
@@ -65,8 +48,7 @@ inline uint16x8x2_t Weights16(const uint16_t *m, int32_t x) {
   if constexpr (E == 1) {
     return uint16x8x2_t{{vld1q_u16(m + x), vld1q_u16(m + x + 8)}};
   } else {
-    const uint16x8_t even = vld2q_u16(m + x).val[0];
-    return vzipq_u16(even, even);
+    return mix::PairWeights16(m + x);
   }
 }
 
@@ -85,20 +67,18 @@ template <int E, bool kInRange, class Interp16, class Interp8>
 void MixSpan(const uint8_t *s, const uint16_t *m, uint8_t *d, int32_t x, int32_t end,
              uint8_t alpha, Interp16 interp16, Interp8 interp8) {
   const int16_t alpha128 = static_cast<int16_t>(alpha * 128);
+  const uint16x8_t a = vdupq_n_u16(alpha);
   for (; x + 16 <= end; x += 16) {
     const uint8x16_t sv = vld1q_u8(s + x);
     const uint8x16_t bv = interp16(x);
     const uint16x8x2_t mv = Weights16<E>(m, x);
     if constexpr (kInRange) {
-      const uint16x8_t lo =
-          MixInRange(WeightInRange(mv.val[0], alpha128), vget_low_u8(sv), vget_low_u8(bv));
-      const uint16x8_t hi =
-          MixInRange(WeightInRange(mv.val[1], alpha128), vget_high_u8(sv), vget_high_u8(bv));
-      vst1q_u8(d + x, vuzp1q_u8(vreinterpretq_u8_u16(lo), vreinterpretq_u8_u16(hi)));
+      vst1q_u8(d + x, mix::MixInRange16(WeightInRange(mv.val[0], alpha128),
+                                        WeightInRange(mv.val[1], alpha128), sv, bv));
     } else {
-      const uint8x8_t lo = mix::BlendAnyWeight(mix::EffectiveWeight(mv.val[0], alpha),
+      const uint8x8_t lo = mix::BlendAnyWeight(mix::EffectiveWeight(mv.val[0], a),
                                                vget_low_u8(sv), vget_low_u8(bv));
-      const uint8x8_t hi = mix::BlendAnyWeight(mix::EffectiveWeight(mv.val[1], alpha),
+      const uint8x8_t hi = mix::BlendAnyWeight(mix::EffectiveWeight(mv.val[1], a),
                                                vget_high_u8(sv), vget_high_u8(bv));
       vst1q_u8(d + x, vcombine_u8(lo, hi));
     }
@@ -109,7 +89,7 @@ void MixSpan(const uint8_t *s, const uint16_t *m, uint8_t *d, int32_t x, int32_t
     if constexpr (kInRange) {
       vst1_u8(d + x, vmovn_u16(MixInRange(WeightInRange(mv, alpha128), sv, interp8(x))));
     } else {
-      vst1_u8(d + x, mix::BlendAnyWeight(mix::EffectiveWeight(mv, alpha), sv, interp8(x)));
+      vst1_u8(d + x, mix::BlendAnyWeight(mix::EffectiveWeight(mv, a), sv, interp8(x)));
     }
   }
 }
