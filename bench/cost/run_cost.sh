@@ -15,7 +15,7 @@
 #   --out FILE           table: also write it to FILE
 set -euo pipefail
 
-prog= plugin= qemu= sysroot= assist= n=3 m=1 scalar=0 out=
+prog='' plugin='' qemu='' sysroot='' assist='' n=3 m=1 scalar=0 out=''
 while [ $# -gt 0 ]; do
   case "$1" in
     --prog) prog=$2; shift 2 ;;
@@ -76,7 +76,7 @@ per_call() {
 per_unit() { awk -v c="$1" -v u="$2" 'BEGIN { printf "%.3f\n", c / u }'; }
 millions() { awk -v c="$1" 'BEGIN { printf "%.2f M\n", c / 1e6 }'; }
 
-# The gated cases: name, ratio property, program arguments.
+# The gated cases: name, ratio property, program case.
 gated_cases() {
   for r in 1 2 4 6 8; do echo "iBokehBlurImage/ratio$r $r iBokehBlurImage"; done
   echo "weight_async_process/480x270 - weight_async_process/480x270"
@@ -87,9 +87,9 @@ if [ "$mode" = check ]; then
   budget_file=$2
   failed=0
   printf '%-30s %14s %14s %8s\n' case measured budget change
-  while read -r name ratio args; do
+  while read -r name ratio case_name; do
     budget=$(awk -v c="$name" '$1 == c { print $2 }' "$budget_file")
-    per_call "$ratio" $args
+    per_call "$ratio" "$case_name"
     measured=$calls
     if [ -z "$budget" ]; then
       printf '%-30s %14s %14s %8s  FAIL: no budget\n' "$name" "$measured" - -
