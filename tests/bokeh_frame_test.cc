@@ -134,19 +134,11 @@ TEST_P(DisparityToBokeh, SubjectSharpBackgroundBlurred) {
   for (int y = kY0; y < kY1; ++y) {
     std::memset(&disparity[DISPARITY_FRAME_HEADER_BYTES + y * kDw + kX0], 200, kX1 - kX0);
   }
-  WeightInitParams wip{};
-  wip.WeightWidth = kWidth;
-  wip.WeightHeight = kHeight;
-  wip.DisparityWidth = kDw;
-  wip.DisparityHeight = kDh;
-  wip.DisparityWinSize = 5;
+  const WeightInitParams wip{kWidth, kHeight, kDw, kDh, 0, 0, 0, 5};
   WeightContext wctx{};
   ASSERT_EQ(weight_init(&wip, &wctx), 0);
-  WeightProcessParams wpp{};
-  wpp.F_number = 2;
-  wpp.sel_x = 4 * (kX0 + kX1) / 2;
-  wpp.sel_y = 4 * (kY0 + kY1) / 2;
-  wpp.frame = reinterpret_cast<const DisparityFrame *>(disparity.data());
+  const WeightProcessParams wpp{2, 4 * (kX0 + kX1) / 2, 4 * (kY0 + kY1) / 2, {},
+                                reinterpret_cast<const DisparityFrame *>(disparity.data())};
   std::vector<uint16_t> weights(kWidth * kHeight, 0xFFFF);
   ASSERT_EQ(weight_async_process(&wpp, &wctx, weights.data()), 0);
   EXPECT_EQ(weight_deinit(&wctx), 0);

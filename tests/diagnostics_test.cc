@@ -16,7 +16,7 @@
 #include "platform/property.h"
 #include "platform/test_hooks.h"
 #include "previewbokeh/bokeh.h"
-#include "support/assist.h"
+#include "support/bokeh.h"
 #include "support/frames.h"
 #include "support/logs.h"
 
@@ -80,36 +80,19 @@ TEST(HostProperties, EnvironmentSeedsAndStoreOverrides) {
 
 class Dumps : public ::testing::Test {
  protected:
-  static constexpr int kWidth = 64, kHeight = 32;
-
   void SetUp() override {
-    pbtest::Assist();
-    pb::hooks::ResetProperties();
     char tmpl[] = "/tmp/pb_dumps_XXXXXX";
     ASSERT_NE(mkdtemp(tmpl), nullptr);
     dir_ = std::string(tmpl) + "/";
-    BokehInitParams p{};
-    p.width = kWidth;
-    p.height = kHeight;
-    ASSERT_EQ(iBokehInit(&handle_, &p), 0);
+    ASSERT_EQ(bokeh_.status, 0);
   }
   void TearDown() override {
-    iBokehDeinit(handle_);
     std::filesystem::remove_all(dir_);
     pb::hooks::ResetProperties();
   }
 
   // Blurs one frame; returns the destination.
-  std::vector<uint8_t> BlurFrame() {
-    pbtest::GraphicFrame src(kWidth, kHeight), dst(kWidth, kHeight);
-    std::memcpy(src.data(), src_.data(), src.size());
-    BokehFrameParams fp{};
-    fp.F_number = 1;
-    fp.WeightMap = weights_.data();
-    EXPECT_EQ(iBokehCreateWeightMap(handle_, &fp), 0);
-    EXPECT_EQ(iBokehBlurImage(handle_, src.buffer(), dst.buffer()), 0);
-    return std::vector<uint8_t>(dst.data(), dst.data() + dst.size());
-  }
+  std::vector<uint8_t> BlurFrame() { return bokeh_.Blur(src_, weights_, 1, false); }
 
   // Files in the dump folder: name -> contents.
   std::map<std::string, std::vector<uint8_t>> Files() const {
@@ -122,9 +105,9 @@ class Dumps : public ::testing::Test {
   }
 
   std::string dir_;
-  void *handle_ = nullptr;
-  const std::vector<uint8_t> src_ = pbtest::RandomBytes(kWidth * kHeight * 3 / 2, 5);
-  const std::vector<uint16_t> weights_ = pbtest::RandomWeights(kWidth * kHeight, 6, 1024);
+  pbtest::Bokeh bokeh_{64, 32};
+  const std::vector<uint8_t> src_ = pbtest::RandomBytes(64 * 32 * 3 / 2, 5);
+  const std::vector<uint16_t> weights_ = pbtest::RandomWeights(64 * 32, 6, 1024);
 };
 
 TEST_F(Dumps, WrittenOnlyWhenSaveIsYes) {

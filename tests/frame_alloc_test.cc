@@ -75,6 +75,15 @@ void *NewAligned(size_t size, std::align_val_t align) {
   return p;
 }
 
+template <typename Fn, typename... Args>
+void *NoThrow(Fn fn, Args... args) noexcept {
+  try {
+    return fn(args...);
+  } catch (...) {
+    return nullptr;
+  }
+}
+
 // Allocations in the process while fn runs, library allocator included (in
 // plain builds its calls reach malloc and are counted there).
 template <typename Fn>
@@ -92,27 +101,15 @@ long AllocationsDuring(Fn fn) {
 
 void *operator new(size_t size) { return New(size); }
 void *operator new[](size_t size) { return New(size); }
-void *operator new(size_t size, const std::nothrow_t &) noexcept {
-  try {
-    return New(size);
-  } catch (...) {
-    return nullptr;
-  }
-}
-void *operator new[](size_t size, const std::nothrow_t &) noexcept {
-  return operator new(size, std::nothrow);
-}
+void *operator new(size_t size, const std::nothrow_t &) noexcept { return NoThrow(New, size); }
+void *operator new[](size_t size, const std::nothrow_t &) noexcept { return NoThrow(New, size); }
 void *operator new(size_t size, std::align_val_t align) { return NewAligned(size, align); }
 void *operator new[](size_t size, std::align_val_t align) { return NewAligned(size, align); }
 void *operator new(size_t size, std::align_val_t align, const std::nothrow_t &) noexcept {
-  try {
-    return NewAligned(size, align);
-  } catch (...) {
-    return nullptr;
-  }
+  return NoThrow(NewAligned, size, align);
 }
 void *operator new[](size_t size, std::align_val_t align, const std::nothrow_t &) noexcept {
-  return operator new(size, align, std::nothrow);
+  return NoThrow(NewAligned, size, align);
 }
 void operator delete(void *p) noexcept { std::free(p); }
 void operator delete[](void *p) noexcept { std::free(p); }
@@ -197,59 +194,35 @@ TEST(ProcessAllocations, CountsEveryKind) {
   }
 }
 
-struct RatioCase {
-  const char *name;
-  const char *ratio;  // value of the ratio property at init
-  int expected_ratio;
-};
-
-class Frames : public testing::TestWithParam<RatioCase> {};
+// At full resolution and on the reduced path.
+class Frames : public testing::TestWithParam<int> {};
 
 TEST_P(Frames, AllocateNothingInTheProcess) {
-  const RatioCase &c = GetParam();
   constexpr int kWidth = 1920, kHeight = 1080;
   // Dumps off whatever the environment says.
   unsetenv("PERSIST_VENDOR_CAM_PREBOKEH_SAVE");
   pb::hooks::ResetProperties();
-  pbtest::Bokeh bokeh(kWidth, kHeight, c.ratio);
+  pbtest::Bokeh bokeh(kWidth, kHeight, std::to_string(GetParam()));
   ASSERT_EQ(bokeh.status, 0);
-  ASSERT_EQ(pbtest::RatioFromInitLog(bokeh.log), c.expected_ratio);
+  ASSERT_EQ(pbtest::RatioFromInitLog(bokeh.log), GetParam());
 
-  const size_t frame_bytes = static_cast<size_t>(kWidth) * kHeight * 3 / 2;
   pbtest::GraphicFrame src(kWidth, kHeight), dst(kWidth, kHeight);
-  const auto pixels = pbtest::RandomBytes(frame_bytes, 5);
-  std::memcpy(src.data(), pixels.data(), frame_bytes);
+  const auto pixels = pbtest::RandomBytes(src.size(), 5);
+  std::memcpy(src.data(), pixels.data(), src.size());
   const auto weights = pbtest::RandomWeights(static_cast<size_t>(kWidth) * kHeight, 9, 1024);
-
-  // Out of place, level 20 (source copy), and in place.
-  struct Frame {
-    int f_number;
-    bool in_place;
-  };
-  const Frame frames[] = {{2, false}, {0, false}, {8, true}, {2, false}};
-  auto run = [&](const Frame &f) {
-    BokehFrameParams fp{};
-    fp.F_number = f.f_number;
-    fp.sel_x = kWidth / 2;
-    fp.sel_y = kHeight / 2;
-    fp.WeightMap = weights.data();
-    return iBokehCreateWeightMap(bokeh.handle, &fp) |
-           iBokehBlurImage(bokeh.handle, src.buffer(), f.in_place ? src.buffer() : dst.buffer());
-  };
-  // From the handle's first frame on (ctest runs each case in a process of
-  // its own, so this is also the process's first frame).
-  for (const Frame &f : frames) {
+  // From the handle's first frame on (ctest runs each case in a process of its
+  // own, so this is also the process's first frame): out of place, level 20
+  // (source copy), and in place.
+  const struct { int f_number; bool in_place; } frames[] = {{2, false}, {0, false}, {8, true}, {2, false}};
+  for (const auto &f : frames) {
     int status = -1;
-    EXPECT_EQ(AllocationsDuring([&] { status = run(f); }), 0) << "F" << f.f_number;
+    const pbtest::GraphicFrame &out = f.in_place ? src : dst;
+    EXPECT_EQ(AllocationsDuring([&] { status = bokeh.Blur(f.f_number, weights.data(), src, out); }), 0)
+        << "F" << f.f_number;
     EXPECT_EQ(status, 0) << "F" << f.f_number;
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Ratios, Frames,
-                         testing::Values(RatioCase{"full_resolution", "1", 1},
-                                         RatioCase{"reduced", "4", 4}),
-                         [](const testing::TestParamInfo<RatioCase> &info) {
-                           return info.param.name;
-                         });
+INSTANTIATE_TEST_SUITE_P(Ratios, Frames, testing::Values(1, 4));
 
 }  // namespace

@@ -140,6 +140,7 @@ Kernel RandomKernel(std::mt19937 &rng, int32_t h, bool symmetric) {
   return k;
 }
 
+// The whole plane, one row, from a row to the end, or any range.
 void RandomRange(std::mt19937 &rng, int32_t height, int32_t *first, int32_t *last) {
   const int32_t a = static_cast<int32_t>(rng() % height), b = static_cast<int32_t>(rng() % height);
   switch (rng() % 4) {
@@ -154,8 +155,12 @@ void RandomRange(std::mt19937 &rng, int32_t height, int32_t *first, int32_t *las
 // rows outside the range keep the sentinel; with taps summing to at most 1024
 // (no intermediate saturates), the smoothing against the model and, inside
 // the weight range, the composite against the model mixed with the source.
-void CheckPlane(const Form &f, const Plane &p, const Kernel &k, int32_t first, int32_t last,
-                uint8_t alpha) {
+void CheckPlane(const Form &f, std::mt19937 &rng, const Plane &p, const Kernel &k, uint8_t alpha) {
+  int32_t first, last;
+  RandomRange(rng, p.height, &first, &last);
+  SCOPED_TRACE(::testing::Message() << f.name << " " << p.width << "x" << p.height << " taps "
+                                    << k.size() << " rows " << first << ".." << last << " alpha "
+                                    << +alpha);
   const int32_t h = static_cast<int32_t>(k.size() / 2);
   const std::vector<uint8_t> smoothed = RunSmooth(f.c, f.chroma, p, k, h, first, last);
   ASSERT_EQ(RunSmooth(f.neon, f.chroma, p, k, h, first, last), smoothed);
@@ -201,14 +206,8 @@ TEST_P(SmoothTest, VectorAndFusedMatchReferenceAndModel) {
         k.resize(5);
         for (auto &t : k) t = static_cast<uint16_t>(2000 + rng() % 3000);
       }
-      int32_t first, last;
-      RandomRange(rng, height, &first, &last);
-      const uint8_t alpha = alphas[rng() % 4];
-      SCOPED_TRACE(::testing::Message() << f.name << " " << width << "x" << height << " taps "
-                                        << k.size() << " rows " << first << ".." << last
-                                        << " alpha " << +alpha);
-      CheckPlane(f, RandomPlane(rng, width, height, rng() % 3 == 0 ? 65535u : 1024u), k, first,
-                 last, alpha);
+      const Plane p = RandomPlane(rng, width, height, rng() % 3 == 0 ? 65535u : 1024u);
+      CheckPlane(f, rng, p, k, alphas[rng() % 4]);
       if (HasFatalFailure()) return;
     }
   }
@@ -232,14 +231,8 @@ TEST_P(SmoothTest, WideRadiiMatchReferenceNearRowEnds) {
         if (f.chroma) width &= ~1;
         const int32_t height = 1 + static_cast<int32_t>(rng() % 24);
         const Kernel k = RandomKernel(rng, h, delta != 0);
-        int32_t first, last;
-        RandomRange(rng, height, &first, &last);
-        const uint8_t alpha = alphas[rng() % 4];
-        SCOPED_TRACE(::testing::Message() << f.name << " " << width << "x" << height << " radius "
-                                          << h << " rows " << first << ".." << last << " alpha "
-                                          << +alpha);
-        CheckPlane(f, RandomPlane(rng, width, height, rng() % 2 ? 65535u : 1024u), k, first,
-                   last, alpha);
+        const Plane p = RandomPlane(rng, width, height, rng() % 2 ? 65535u : 1024u);
+        CheckPlane(f, rng, p, k, alphas[rng() % 4]);
         if (HasFatalFailure()) return;
       }
     }
@@ -267,12 +260,10 @@ TEST_P(SmoothTest, VectorAndFusedMatchReferenceForLargeTaps) {
     const int32_t width =
         i < 7 ? 34 * pairs : i % 10 == 0 ? 1920 : static_cast<int32_t>(rng() % 40 + 1) * pairs;
     const int32_t height = static_cast<int32_t>(rng() % 14 + 1);
-    int32_t first, last;
-    RandomRange(rng, height, &first, &last);
     Plane in = RandomPlane(rng, width, height, 65535);
     if (i < 7) std::fill(in.px.begin(), in.px.end(), 255);
-    SCOPED_TRACE(::testing::Message() << "kernel " << i << " width " << width);
-    CheckPlane(f, in, kernels[i], first, last, static_cast<uint8_t>(rng()));
+    SCOPED_TRACE(::testing::Message() << "kernel " << i);
+    CheckPlane(f, rng, in, kernels[i], static_cast<uint8_t>(rng()));
     if (HasFatalFailure()) return;
   }
 }
