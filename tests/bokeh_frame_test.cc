@@ -1,6 +1,6 @@
 // Whole frames through the public interface: the full-resolution path against
 // a plain single-threaded model, the reduced path against the whole-plane
-// kernels, and disparity to blurred frame through the weight engine.
+// kernels.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -11,7 +11,6 @@
 #include "api/handle.h"
 #include "blur/smooth.h"
 #include "platform/test_hooks.h"
-#include "previewbokeh/weight.h"
 #include "simd/kernel_table.h"
 #include "support/bokeh.h"
 #include "support/frames.h"
@@ -120,55 +119,5 @@ INSTANTIATE_TEST_SUITE_P(Ratios, ReducedFrames,
                                            RatioCase{6, 144, 96}, RatioCase{6, 1920, 1080},
                                            RatioCase{8, 256, 128}, RatioCase{8, 1920, 1080},
                                            RatioCase{4, 1000, 100}));
-
-class DisparityToBokeh : public ::testing::TestWithParam<int> {};
-
-// Weight engine and blur together: the subject at the focus point stays
-// sharp, the far background is blurred.
-TEST_P(DisparityToBokeh, SubjectSharpBackgroundBlurred) {
-  constexpr int kWidth = 320, kHeight = 240, kDw = 80, kDh = 60;  // disparity: a quarter
-  // Far wall at disparity 40; the subject, 200, in map rows [20, 40) x columns [30, 50).
-  constexpr int kX0 = 30, kX1 = 50, kY0 = 20, kY1 = 40;
-  std::vector<uint8_t> disparity(DISPARITY_FRAME_HEADER_BYTES + kDw * kDh, 40);
-  pbtest::SetDisparityHeader(disparity.data(), 2000 << 19, 1 << 18, kDw);  // scale 1600 / kDw
-  for (int y = kY0; y < kY1; ++y) {
-    std::memset(&disparity[DISPARITY_FRAME_HEADER_BYTES + y * kDw + kX0], 200, kX1 - kX0);
-  }
-  const WeightInitParams wip{kWidth, kHeight, kDw, kDh, 0, 0, 0, 5};
-  WeightContext wctx{};
-  ASSERT_EQ(weight_init(&wip, &wctx), 0);
-  const WeightProcessParams wpp{2, 4 * (kX0 + kX1) / 2, 4 * (kY0 + kY1) / 2, {},
-                                reinterpret_cast<const DisparityFrame *>(disparity.data())};
-  std::vector<uint16_t> weights(kWidth * kHeight, 0xFFFF);
-  ASSERT_EQ(weight_async_process(&wpp, &wctx, weights.data()), 0);
-  EXPECT_EQ(weight_deinit(&wctx), 0);
-
-  Bokeh bokeh(kWidth, kHeight, std::to_string(GetParam()));
-  ASSERT_EQ(bokeh.status, 0);
-  const auto in = pbtest::RandomBytes(kWidth * kHeight * 3 / 2, 77);
-  const auto out = bokeh.Blur(in, weights, 2, false);
-  // Inside the subject (clear of the smoothed edge) nothing changes: weight 0.
-  const size_t luma = static_cast<size_t>(kWidth) * kHeight;
-  for (int y = 4 * kY0 + 16; y < 4 * kY1 - 16; ++y) {
-    for (int x = 4 * kX0 + 16; x < 4 * kX1 - 16; ++x) {
-      ASSERT_EQ(weights[y * kWidth + x], 0) << x << "," << y;
-      ASSERT_EQ(out[y * kWidth + x], in[y * kWidth + x]) << x << "," << y;
-      const size_t c = luma + (y / 2) * kWidth + (x & ~1);
-      ASSERT_EQ(out[c], in[c]);
-      ASSERT_EQ(out[c + 1], in[c + 1]);
-    }
-  }
-  // The far wall, away from the subject: strong weights, most pixels changed.
-  int changed = 0, total = 0;
-  for (int y = 0; y < 40; ++y) {
-    for (int x = 0; x < 80; ++x, ++total) {
-      EXPECT_GE(weights[y * kWidth + x], 800) << x << "," << y;
-      changed += out[y * kWidth + x] != in[y * kWidth + x];
-    }
-  }
-  EXPECT_GT(changed, total * 9 / 10);
-}
-
-INSTANTIATE_TEST_SUITE_P(Ratios, DisparityToBokeh, ::testing::Values(1, 4));
 
 }  // namespace
