@@ -237,25 +237,83 @@ TEST_P(ComposeMember, RefusesUnusableArguments) {
 INSTANTIATE_TEST_SUITE_P(All, ComposeMember, ::testing::ValuesIn(kMembers),
                          [](const ::testing::TestParamInfo<Member> &i) { return i.param.name; });
 
-// Ratio 1: a row whose weights all lie in the range but one, which does not
-// (w = 1025), at every position of the row in turn (even positions for
-// chroma, whose pairs read the even entries): the vector row must see it
-// wherever it is and give the scalar bytes.
-TEST(FullResolutionCompose, OneWeightOutOfRangeAnywhereInTheRow) {
+// Ratios 1 and 2: rows whose weights all lie in the range but one, which does
+// not, at every position of a row in turn (even positions for chroma, whose
+// pairs read the even entries; at 1920 bytes every position of the last 64
+// and every 13th before), in either row of a ratio-2 row pair, at an alpha
+// below 128 and at 128 and above: the vector rows must see it wherever it is
+// and give the scalar bytes.
+TEST(Compose, OneWeightOutOfRangeAnywhereInTheRow) {
+  struct Weights {
+    uint8_t alpha;
+    uint16_t in, out;  // in * alpha <= 131135 < out * alpha
+  };
+  // Just out (lane and one-at-a-time results differ only where 1024 - w
+  // wraps) and far out (all three forms differ).
+  const Weights kWeights[] = {
+      {128, 1024, 1025}, {128, 1024, 4000}, {122, 1074, 1075}, {122, 1074, 4000}, {255, 514, 4000}};
   std::mt19937 rng(5);
   for (const Member &m : kMembers) {
-    if (m.n != 1) continue;
-    for (const int width : {70, 1920}) {
-      Frame f(m, width, 1);
-      f.Randomize(rng, 1024);
-      std::fill(f.weight.begin(), f.weight.end(), uint16_t{1024});  // w = 1024 at alpha 128
-      for (int at = 0; at < width; at += m.chroma ? 2 : 1) {
-        f.weight[at] = 1025;  // w = 1025
-        Frame g = f;
-        f.Run(m.scalar, 0, 0, 128);
-        g.Run(m.vector, 0, 0, 128);
-        ASSERT_EQ(f.dst, g.dst) << m.name << " width " << width << " at " << at;
-        f.weight[at] = 1024;
+    if (m.n > 2) continue;
+    for (const Weights &w : kWeights) {
+      for (const int width : {70, 1920}) {
+        Frame f(m, width / m.n, 1);
+        f.Randomize(rng, 1024);
+        std::fill(f.weight.begin(), f.weight.end(), w.in);
+        for (int at = 0; at < width; at += m.chroma ? 2 : 1) {
+          if (width > 70 && at < width - 64 && at % 13 != 0) continue;
+          for (int y = 0; y < f.height; ++y) {
+            const size_t i = static_cast<size_t>(m.chroma ? 2 * y : y) * width + at;
+            f.weight[i] = w.out;
+            Frame g = f;
+            f.Run(m.scalar, 0, f.height - 1, w.alpha);
+            g.Run(m.vector, 0, f.height - 1, w.alpha);
+            ASSERT_EQ(f.dst, g.dst) << m.name << " width " << width << " at " << at << " row "
+                                    << y << " alpha " << int{w.alpha};
+            f.weight[i] = w.in;
+          }
+        }
+      }
+    }
+  }
+}
+
+// Ratio 2 with reduced planes smaller than half the plane (the one-at-a-time
+// region then reaches far into the row) and odd plane sizes: vector == scalar
+// for strips of every kind, weights in and beyond the range, alphas below, at
+// and above 128.
+TEST(UpscaleCompose, Ratio2AnyReducedSize) {
+  std::mt19937 rng(29);
+  const uint8_t kAlphas[] = {0, 60, 122, 128, 255};
+  for (const Member &m : kMembers) {
+    if (m.n != 2) continue;
+    const int e = m.chroma ? 2 : 1;
+    for (const int width : {e, 17, 40, 71, 200, 1920}) {
+      for (const int lowWidth : {width / 2 - 1, width / 4, e, width / 2 + 1}) {
+        if (lowWidth < e || lowWidth > width) continue;
+        for (int i = 0; i < 6; ++i) {
+          Frame f(m, 1, 1);
+          f.width = width;
+          f.lowWidth = lowWidth;
+          f.lowHeight = 1 + static_cast<int>(rng() % 4);
+          f.height = 2 * f.lowHeight + static_cast<int>(rng() % 3);
+          f.src.resize(static_cast<size_t>(width) * f.height);
+          f.dst.resize(f.src.size());
+          f.blurred.resize(static_cast<size_t>(lowWidth) * f.lowHeight);
+          f.weight.resize(f.src.size() * e);
+          f.Randomize(rng, i % 2 ? 1100 : 65535);
+          const int h = f.height, r0 = static_cast<int>(rng() % h);
+          const int r1 = r0 + static_cast<int>(rng() % (h - r0));
+          const int strips[4][2] = {{0, h - 1}, {r0, r1}, {r0, r0}, {h - 1, h - 1}};
+          const int *strip = strips[i % 4];
+          const uint8_t alpha = kAlphas[rng() % 5];
+          Frame g = f;
+          f.Run(m.scalar, strip[0], strip[1], alpha);
+          g.Run(m.vector, strip[0], strip[1], alpha);
+          ASSERT_EQ(f.dst, g.dst) << m.name << " " << width << "x" << h << " from " << lowWidth
+                                  << "x" << f.lowHeight << " rows " << strip[0] << ".."
+                                  << strip[1] << " alpha " << int{alpha};
+        }
       }
     }
   }

@@ -56,7 +56,8 @@ void ChromaStrided(const char *name, const DownscaleCall &c) {
 
 // Body columns x < (lowWidth & ~7) read source 2x, 2x + 1; the remaining
 // columns continue from there with the column factor fh. Vector twin: 16
-// outputs a step over the body, then one at a time.
+// outputs a step over the body, then one at a time; where every reduced row
+// reads source rows 2j, 2j + 1, both passes of a reduced row at once.
 PB_DOWNSCALE_KERNEL(DownscaleLuma2_C) {
   const int32_t body = lowWidth & ~7;
   RunDownscale<2>(
@@ -98,7 +99,9 @@ PB_DOWNSCALE_KERNEL(DownscaleLuma8_C) {
 
 // Pair k always reads source bytes 4k..4k+3, whatever the sizes. Pass 2 runs
 // over all lowWidth bytes: with an odd lowWidth the last byte of each row comes
-// from scratch bytes this call did not write. Vector twin: 8 pairs a step.
+// from scratch bytes this call did not write. Vector twin: 8 pairs a step;
+// where every reduced row reads source rows 2j, 2j + 1, 16 pairs a step of
+// both passes at once.
 PB_DOWNSCALE_KERNEL(DownscaleChroma2_C) {
   RunDownscale<2>(
       "DownscaleChroma2", {src, dst, xinterp, width, height, lowWidth, lowHeight, lowRowFirst, lowRowLast},

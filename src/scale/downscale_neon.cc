@@ -205,18 +205,82 @@ void ChromaStrided(const char *name, const DownscaleCall &c) {
       VerticalPass<N>);
 }
 
+// Ratio 2 where every reduced row j reads source rows 2j and 2j + 1 (fv == 2):
+// both passes of a reduced row at once, the horizontal results kept in
+// registers for the vertical pass (and stored to xinterp as pass 1 does).
+// step(s0, s1, o0, o1, out) does `stepBytes` output bytes of both passes over
+// bytes [0, lanes); rest(s, o, x, fh) does pass 1 of a row from output byte x
+// on; pass 2 does the bytes from there one at a time. False (nothing done)
+// when fv != 2.
+template <class StepFn, class RestFn>
+bool FusedRatio2(const char *name, const DownscaleCall &c, int32_t lanes, int32_t stepBytes,
+                 StepFn step, RestFn rest) {
+  if (c.lowHeight <= 0 || c.height / c.lowHeight != 2) return false;
+  const DownscaleRows p = scale::PlanDownscale(name, 2, c.src, c.dst, c.xinterp, c.width, c.height,
+                                               c.lowWidth, c.lowHeight, c.lowRowFirst,
+                                               c.lowRowLast);
+  if (!p.ok) return true;
+  for (int32_t j = p.first; j <= p.last; ++j) {
+    const uint8_t *s0 = c.src + Offset(2 * j, c.width);
+    const uint8_t *s1 = s0 + c.width;
+    uint8_t *o0 = c.xinterp + Offset(2 * j, c.lowWidth);
+    uint8_t *o1 = o0 + c.lowWidth;
+    uint8_t *out = c.dst + Offset(j, c.lowWidth);
+    int32_t x = 0;
+    for (; x < lanes; x += stepBytes) step(s0 + 2 * x, s1 + 2 * x, o0 + x, o1 + x, out + x);
+    rest(s0, o0, x, p.fh);
+    rest(s1, o1, x, p.fh);
+    for (; x < c.lowWidth; ++x) out[x] = ReduceColumn<2>(o0 + x, c.lowWidth);
+  }
+  return true;
+}
+
+// 16 luma outputs of both passes from 32 bytes of each source row: even and
+// odd samples apart by a de-interleaving load.
+inline void Luma2Step(const uint8_t *s0, const uint8_t *s1, uint8_t *o0, uint8_t *o1,
+                      uint8_t *out) {
+  const uint8x16x2_t a = vld2q_u8(s0);
+  const uint8x16x2_t b = vld2q_u8(s1);
+  const uint8x16_t h0 = vrhaddq_u8(a.val[0], a.val[1]);
+  const uint8x16_t h1 = vrhaddq_u8(b.val[0], b.val[1]);
+  vst1q_u8(o0, h0);
+  vst1q_u8(o1, h1);
+  vst1q_u8(out, vrhaddq_u8(h0, h1));
+}
+
+// 16 reduced chroma pairs of both passes from 64 bytes (32 pairs) of each
+// source row: de-interleaved by four, bytes 4k, 4k + 1 (U, V of pair 2k) meet
+// bytes 4k + 2, 4k + 3 (U, V of pair 2k + 1); U and V are interleaved again
+// by the stores.
+inline void Chroma2Step(const uint8_t *s0, const uint8_t *s1, uint8_t *o0, uint8_t *o1,
+                        uint8_t *out) {
+  const uint8x16x4_t a = vld4q_u8(s0);
+  const uint8x16x4_t b = vld4q_u8(s1);
+  const uint8x16x2_t h0{{vrhaddq_u8(a.val[0], a.val[2]), vrhaddq_u8(a.val[1], a.val[3])}};
+  const uint8x16x2_t h1{{vrhaddq_u8(b.val[0], b.val[2]), vrhaddq_u8(b.val[1], b.val[3])}};
+  vst2q_u8(o0, h0);
+  vst2q_u8(o1, h1);
+  const uint8x16x2_t v{{vrhaddq_u8(h0.val[0], h1.val[0]), vrhaddq_u8(h0.val[1], h1.val[1])}};
+  vst2q_u8(out, v);
+}
+
 }  // namespace
 
 PB_DOWNSCALE_KERNEL(DownscaleLuma2_NEON) {
+  const DownscaleCall c{src, dst, xinterp, width, height, lowWidth, lowHeight, lowRowFirst,
+                        lowRowLast};
   const int32_t body = lowWidth & ~7;
+  const auto rest = [&](const uint8_t *s, uint8_t *o, int32_t x, int32_t fh) {
+    ReduceLumaRun<2>(s + 2 * x, 2, o + x, body - x);
+    ReduceLumaRun<2>(s + 2 * body, fh, o + body, lowWidth - body);
+  };
+  if (FusedRatio2("DownscaleLuma2", c, body & ~15, 16, Luma2Step, rest)) return;
   RunDownscale<2>(
-      "DownscaleLuma2", {src, dst, xinterp, width, height, lowWidth, lowHeight, lowRowFirst, lowRowLast},
-      lowWidth,
+      "DownscaleLuma2", c, lowWidth,
       [&](const uint8_t *s, uint8_t *o, int32_t fh) {
         int32_t x = 0;
         for (; x + 16 <= body; x += 16) vst1q_u8(o + x, ReducePairs16(s + 2 * x));
-        ReduceLumaRun<2>(s + 2 * x, 2, o + x, body - x);
-        ReduceLumaRun<2>(s + 2 * body, fh, o + body, lowWidth - body);
+        rest(s, o, x, fh);
       },
       VerticalPass<2>);
 }
@@ -247,14 +311,20 @@ PB_DOWNSCALE_KERNEL(DownscaleLuma8_NEON) {
       VerticalPass<8>);
 }
 
-// 32 source bytes (16 pairs) give 8 reduced pairs a step: unzipped as 16-bit
-// lanes, the even and odd source pairs meet byte for byte (U with U, V with V).
+// Where fv != 2, pass 1 takes 32 source bytes (16 pairs) to 8 reduced pairs a
+// step: unzipped as 16-bit lanes, the even and odd source pairs meet byte for
+// byte (U with U, V with V).
 PB_DOWNSCALE_KERNEL(DownscaleChroma2_NEON) {
+  const DownscaleCall c{src, dst, xinterp, width, height, lowWidth, lowHeight, lowRowFirst,
+                        lowRowLast};
   const int32_t pairs = lowWidth / 2;
+  const auto rest = [&](const uint8_t *s, uint8_t *o, int32_t x, int32_t) {
+    ReduceChromaRun<2>(s + 2 * x, 4, o + x, pairs - x / 2);
+  };
+  if (FusedRatio2("DownscaleChroma2", c, 2 * (pairs & ~15), 32, Chroma2Step, rest)) return;
   RunDownscale<2>(
-      "DownscaleChroma2", {src, dst, xinterp, width, height, lowWidth, lowHeight, lowRowFirst, lowRowLast},
-      lowWidth,
-      [&](const uint8_t *s, uint8_t *o, int32_t) {
+      "DownscaleChroma2", c, lowWidth,
+      [&](const uint8_t *s, uint8_t *o, int32_t fh) {
         int32_t k = 0;
         for (; k + 8 <= pairs; k += 8) {
           const uint16x8_t a = vreinterpretq_u16_u8(vld1q_u8(s + 4 * k));
@@ -262,7 +332,7 @@ PB_DOWNSCALE_KERNEL(DownscaleChroma2_NEON) {
           vst1q_u8(o + 2 * k, vrhaddq_u8(vreinterpretq_u8_u16(vuzp1q_u16(a, b)),
                                          vreinterpretq_u8_u16(vuzp2q_u16(a, b))));
         }
-        ReduceChromaRun<2>(s + 4 * k, 4, o + 2 * k, pairs - k);
+        rest(s, o, 2 * k, fh);
       },
       VerticalPass<2>);
 }

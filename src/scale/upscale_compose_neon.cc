@@ -4,11 +4,12 @@
 // cover and the arithmetic they mirror is said beside the scalar rows
 // (upscale_rows.h); the elements outside them are done by those rows.
 //
-// The horizontal interpolation of a low row inside the lane region depends
-// only on the row and the column, so each low row a strip reads is
-// interpolated once per strip into a row buffer on the stack, and every
-// output row between two low rows is one vertical blend of two buffers and a
-// mix. Rows wider than a buffer are done in column chunks.
+// Ratios 4, 6 and 8: the horizontal interpolation of a low row inside the
+// lane region depends only on the row and the column, so each low row a strip
+// reads is interpolated once per strip into a row buffer on the stack, and
+// every output row between two low rows is one vertical blend of two buffers
+// and a mix. Rows wider than a buffer are done in column chunks. Ratio 2
+// works out its samples in registers, once per pair of output rows.
 #include <cstring>
 
 #include "scale/compose.h"
@@ -234,43 +235,233 @@ void LaneRegion(const ComposeCall &c, const UpscalePlan &u, int32_t from, int32_
 }
 
 // ---------------------------------------------------------------------------
-// Ratio 2: the buffer of low row r holds, at byte x of element e, the
-// rounded mean of low samples (r, c), (r, c + 1), (r + 1, c), (r + 1, c + 1)
-// with c = e >> 1 (the lower row clamped); lane region [0, E * body).
+// Ratio 2: output rows 2r and 2r + 1 read the same low rows r and r1, so the
+// same samples. Inside the lane region [0, E * body) the sample of element e
+// is the rounded mean of the 2x2 low block at c = e >> 1 and c + 1: the means
+// of 16 low columns are worked out once per row pair in registers, widened to
+// the two elements each serves and mixed into both rows. The elements from
+// body on (at most kMidpointTailBytes bytes; wider tails are left to the
+// scalar rows) take the scalar rule's samples, worked out once per row pair,
+// and are mixed in lanes too when the row mixes in range (where the lane and
+// the one-at-a-time arithmetic agree).
 
+constexpr int32_t kMidpointTailBytes = 64;
+
+// Rounded means of the 2x2 blocks of low rows b0, b1 at low bytes i and i + E
+// for i = 0..15, each widened to the two output elements it serves: output
+// bytes 0..15 and 16..31.
 template <int E>
-void MeanRow(const ComposeCall &c, int32_t r, int32_t chunk, int32_t end, uint8_t *buf) {
-  const uint8_t *b0 = c.blurred + scale::Offset(r, c.lowWidth);
-  const uint8_t *b1 = c.blurred + scale::Offset(Min(r + 1, c.lowHeight - 1), c.lowWidth);
-  for (int32_t x = chunk; x < end; x += 16) {
-    const int32_t at = E * (x / E >> 1);  // low byte of element x / E / 2
-    const uint16x8_t sum = vaddq_u16(vaddl_u8(vld1_u8(b0 + at), vld1_u8(b0 + at + E)),
-                                     vaddl_u8(vld1_u8(b1 + at), vld1_u8(b1 + at + E)));
-    const uint8x8_t mean = vrshrn_n_u16(sum, 2);
-    uint8x16_t out;
-    if constexpr (E == 1) {
-      out = vcombine_u8(vzip1_u8(mean, mean), vzip2_u8(mean, mean));
-    } else {
-      const uint16x4_t p = vreinterpret_u16_u8(mean);
-      out = vreinterpretq_u8_u16(vcombine_u16(vzip1_u16(p, p), vzip2_u16(p, p)));
-    }
-    vst1q_u8(buf + (x - chunk), out);
+inline uint8x16x2_t Means32(const uint8_t *b0, const uint8_t *b1) {
+  const uint8x16_t a = vld1q_u8(b0), a1 = vld1q_u8(b0 + E);
+  const uint8x16_t c = vld1q_u8(b1), c1 = vld1q_u8(b1 + E);
+  const uint16x8_t lo = vaddq_u16(vaddl_u8(vget_low_u8(a), vget_low_u8(a1)),
+                                  vaddl_u8(vget_low_u8(c), vget_low_u8(c1)));
+  const uint16x8_t hi = vaddq_u16(vaddl_high_u8(a, a1), vaddl_high_u8(c, c1));
+  const uint8x16_t mean = vcombine_u8(vrshrn_n_u16(lo, 2), vrshrn_n_u16(hi, 2));
+  if constexpr (E == 1) {
+    return uint8x16x2_t{{vzip1q_u8(mean, mean), vzip2q_u8(mean, mean)}};
+  } else {
+    const uint16x8_t p = vreinterpretq_u16_u8(mean);
+    return uint8x16x2_t{{vreinterpretq_u8_u16(vzip1q_u16(p, p)),
+                         vreinterpretq_u8_u16(vzip2q_u16(p, p))}};
   }
+}
+
+// The same for low bytes i = 0..7: output bytes 0..15.
+template <int E>
+inline uint8x16_t Means16(const uint8_t *b0, const uint8_t *b1) {
+  const uint16x8_t sum = vaddq_u16(vaddl_u8(vld1_u8(b0), vld1_u8(b0 + E)),
+                                   vaddl_u8(vld1_u8(b1), vld1_u8(b1 + E)));
+  const uint8x8_t mean = vrshrn_n_u16(sum, 2);
+  if constexpr (E == 1) {
+    return vcombine_u8(vzip1_u8(mean, mean), vzip2_u8(mean, mean));
+  } else {
+    const uint16x4_t p = vreinterpret_u16_u8(mean);
+    return vreinterpretq_u8_u16(vcombine_u16(vzip1_u16(p, p), vzip2_u16(p, p)));
+  }
+}
+
+// One output row of a pair, as plain pointers (kept in registers across the
+// stores).
+struct MixRow {
+  const uint8_t *s;
+  const uint16_t *m;
+  uint8_t *d;
+};
+
+// How a row mixes: for any weight, or in range with alpha below 128 or not.
+enum class MixMode { kAnyWeight, kInRangeLowAlpha, kInRangeHighAlpha };
+
+// In-range weights of 8 lanes: as mix::WeightInRange, or, for alpha below 128
+// (256 alpha fits a signed lane), m * 256 alpha doubled in one rounding
+// multiply-high, which gives the same (m * alpha + 64) >> 7.
+template <MixMode kMode>
+inline int16x8_t LaneWeights(uint16x8_t m, int16_t alphaScaled) {
+  if constexpr (kMode == MixMode::kInRangeLowAlpha) {
+    return vqrdmulhq_n_s16(vreinterpretq_s16_u16(m), alphaScaled);
+  } else {
+    return WeightInRange(m, alphaScaled);
+  }
+}
+
+// Mixes 16 bytes from byte x of a row with samples b. In range: the mix of
+// mix::MixInRange16, with 32 (b - s) as 32 b - 32 s in one multiply-subtract
+// from 32 b (which the rows of a pair share); alphaScaled is 256 alpha
+// (kInRangeLowAlpha) or 128 alpha. Any weight: alpha in every lane of a.
+template <int E, MixMode kMode>
+inline void Mix16(MixRow r, int32_t x, uint8x16_t b, int16_t alphaScaled, uint16x8_t a) {
+  const uint8x16_t s = vld1q_u8(r.s + x);
+  const uint16x8x2_t mv = Weights16<E>(r.m, x);
+  if constexpr (kMode != MixMode::kAnyWeight) {
+    const uint8x16_t k32 = vdupq_n_u8(32);
+    const uint16x8_t b32lo = vshll_n_u8(vget_low_u8(b), 5);
+    const uint16x8_t b32hi = vshll_n_u8(vget_high_u8(b), 5);
+    const int16x8_t dlo = vreinterpretq_s16_u16(vmlsl_u8(b32lo, vget_low_u8(s), vget_low_u8(k32)));
+    const int16x8_t dhi = vreinterpretq_s16_u16(vmlsl_high_u8(b32hi, s, k32));
+    const int16x8_t wlo = LaneWeights<kMode>(mv.val[0], alphaScaled);
+    const int16x8_t whi = LaneWeights<kMode>(mv.val[1], alphaScaled);
+    const uint16x8_t lo = vaddw_u8(vreinterpretq_u16_s16(vqrdmulhq_s16(dlo, wlo)), vget_low_u8(s));
+    const uint16x8_t hi = vaddw_high_u8(vreinterpretq_u16_s16(vqrdmulhq_s16(dhi, whi)), s);
+    vst1q_u8(r.d + x, vuzp1q_u8(vreinterpretq_u8_u16(lo), vreinterpretq_u8_u16(hi)));
+  } else {
+    const uint8x8_t lo =
+        mix::BlendAnyWeight(mix::EffectiveWeight(mv.val[0], a), vget_low_u8(s), vget_low_u8(b));
+    const uint8x8_t hi = mix::BlendAnyWeight(mix::EffectiveWeight(mv.val[1], a), vget_high_u8(s),
+                                             vget_high_u8(b));
+    vst1q_u8(r.d + x, vcombine_u8(lo, hi));
+  }
+}
+
+template <MixMode kMode>
+inline int16_t AlphaScaled(uint8_t alpha) {
+  return static_cast<int16_t>(alpha * (kMode == MixMode::kInRangeLowAlpha ? 256 : 128));
+}
+
+// The lane region [0, bytes) (a multiple of 16) of kRows rows reading low rows
+// b0 and b1.
+template <int E, int kRows, MixMode kMode>
+void MidpointLanes(const MixRow (&rows)[2], const uint8_t *b0, const uint8_t *b1, int32_t bytes,
+                   uint8_t alpha) {
+  const int16_t alphaScaled = AlphaScaled<kMode>(alpha);
+  const uint16x8_t a = vdupq_n_u16(alpha);
+  MixRow r0 = rows[0], r1 = rows[kRows - 1];
+  const uint8_t *end = b0 + bytes / 2;
+  // Pointers step on (a running byte index costs address arithmetic for the
+  // low rows, read at half the rate).
+  for (; b0 + 16 <= end; b0 += 16, b1 += 16) {
+    const uint8x16x2_t b = Means32<E>(b0, b1);
+    Mix16<E, kMode>(r0, 0, b.val[0], alphaScaled, a);
+    Mix16<E, kMode>(r0, 16, b.val[1], alphaScaled, a);
+    r0 = MixRow{r0.s + 32, r0.m + 32, r0.d + 32};
+    if constexpr (kRows == 2) {
+      Mix16<E, kMode>(r1, 0, b.val[0], alphaScaled, a);
+      Mix16<E, kMode>(r1, 16, b.val[1], alphaScaled, a);
+      r1 = MixRow{r1.s + 32, r1.m + 32, r1.d + 32};
+    }
+  }
+  if (b0 < end) {
+    const uint8x16_t b = Means16<E>(b0, b1);
+    Mix16<E, kMode>(r0, 0, b, alphaScaled, a);
+    if constexpr (kRows == 2) Mix16<E, kMode>(r1, 0, b, alphaScaled, a);
+  }
+}
+
+template <int E, int kRows>
+void MidpointLanes(MixMode mode, const MixRow (&rows)[2], const uint8_t *b0, const uint8_t *b1,
+                   int32_t bytes, uint8_t alpha) {
+  switch (mode) {
+    case MixMode::kAnyWeight:
+      MidpointLanes<E, kRows, MixMode::kAnyWeight>(rows, b0, b1, bytes, alpha);
+      break;
+    case MixMode::kInRangeLowAlpha:
+      MidpointLanes<E, kRows, MixMode::kInRangeLowAlpha>(rows, b0, b1, bytes, alpha);
+      break;
+    case MixMode::kInRangeHighAlpha:
+      MidpointLanes<E, kRows, MixMode::kInRangeHighAlpha>(rows, b0, b1, bytes, alpha);
+      break;
+  }
+}
+
+// True when the weights of bytes [0, bytes) of a row allow the in-range mix.
+bool RowInRange(const uint16_t *m, int32_t bytes, uint8_t alpha) {
+  const int32_t lanes = bytes & ~7;
+  uint32_t top = mix::MaxWeight(m, 0, lanes);
+  for (int32_t i = lanes; i < bytes; ++i) top = top > m[i] ? top : m[i];
+  return mix::InRange(top, alpha);
+}
+
+// In-range mix of bytes [from, to) of a row (to - from at most
+// kMidpointTailBytes) with samples b[0..to - from): 16 bytes a step, the last
+// part through padded copies.
+template <int E>
+void MixTailInRange(MixRow r, int32_t from, int32_t to, const uint8_t *b, uint8_t alpha) {
+  constexpr MixMode kMode = MixMode::kInRangeHighAlpha;
+  const int16_t alpha128 = AlphaScaled<kMode>(alpha);
+  const uint16x8_t a = vdupq_n_u16(alpha);
+  int32_t x = from;
+  for (; x + 16 <= to; x += 16) Mix16<E, kMode>(r, x, vld1q_u8(b + (x - from)), alpha128, a);
+  if (x == to) return;
+  const size_t n = static_cast<size_t>(to - x);
+  uint8_t s[16] = {}, d[16], bt[16] = {};
+  uint16_t m[16] = {};
+  std::memcpy(s, r.s + x, n);
+  std::memcpy(bt, b + (x - from), n);
+  std::memcpy(m, r.m + x, n * sizeof(uint16_t));
+  Mix16<E, kMode>(MixRow{s, m, d}, 0, vld1q_u8(bt), alpha128, a);
+  std::memcpy(r.d + x, d, n);
 }
 
 template <int E>
 void Midpoint(const ComposeCall &c) {
   const UpscalePlan u = scale::PlanUpscale<2, E>(c);
   if (!u.rows.ok) return;
-  LaneRegion<2, E>(
-      c, u, 0, E * u.body,
-      [&](int32_t r, int32_t chunk, int32_t end, uint8_t *buf) {
-        MeanRow<E>(c, r, chunk, end, buf);
-      },
-      [](LowRows, bool) { return Vertical::kUpper; });
-  scale::ForEachOutputRow<2, E>(c, u, [&](ComposeRow<E> row, LowRows, bool) {
-    scale::MidpointElems<E>(row, u, u.body, u.elems, c.alpha);
-  });
+  const int32_t lanes = E * u.body, bytes = E * u.elems;
+  const bool tailInLanes = bytes - lanes <= kMidpointTailBytes;
+  // The rows a call writes (ForEachOutputRow), two at a time where they share
+  // their low rows.
+  int32_t y = u.rows.first == u.rows.last ? scale::Max(u.rows.last - 1, 0) : u.rows.first;
+  while (y <= u.rows.last) {
+    const int32_t r = Min(y >> 1, c.lowHeight - 1);
+    const int32_t count = y < u.rows.last && Min((y + 1) >> 1, c.lowHeight - 1) == r ? 2 : 1;
+    const int32_t r1 = Min(r + 1, c.lowHeight - 1);
+    ComposeRow<E> rows[2];
+    MixRow mixRows[2];
+    bool inRange[2];
+    for (int32_t i = 0; i < count; ++i) {
+      rows[i] = scale::MakeComposeRow<E>(c, y + i, r, r1);
+      mixRows[i] = MixRow{rows[i].s, rows[i].m, rows[i].d};
+      inRange[i] = RowInRange(rows[i].m, tailInLanes ? bytes : lanes, c.alpha);
+    }
+    const uint8_t *b0 = rows[0].b0, *b1 = rows[0].b1;
+    const MixMode inRangeMode =
+        c.alpha < 128 ? MixMode::kInRangeLowAlpha : MixMode::kInRangeHighAlpha;
+    const MixMode mode0 = inRange[0] ? inRangeMode : MixMode::kAnyWeight;
+    if (count == 2 && inRange[0] == inRange[1]) {
+      MidpointLanes<E, 2>(mode0, mixRows, b0, b1, lanes, c.alpha);
+    } else {
+      for (int32_t i = 0; i < count; ++i) {
+        const MixRow one[2] = {mixRows[i], mixRows[i]};
+        MidpointLanes<E, 1>(inRange[i] ? inRangeMode : MixMode::kAnyWeight, one, b0, b1, lanes,
+                            c.alpha);
+      }
+    }
+    alignas(16) uint8_t tail[kMidpointTailBytes];
+    bool tailReady = false;
+    for (int32_t i = 0; i < count; ++i) {
+      if (!tailInLanes || !inRange[i]) {
+        scale::MidpointElems<E>(rows[i], u, u.body, u.elems, c.alpha);
+        continue;
+      }
+      if (!tailReady) {
+        for (int32_t x = lanes; x < bytes; ++x) {
+          tail[x - lanes] = static_cast<uint8_t>(scale::MidpointSample<E>(rows[0], u, x / E, x % E));
+        }
+        tailReady = true;
+      }
+      MixTailInRange<E>(mixRows[i], lanes, bytes, tail, c.alpha);
+    }
+    y += count;
+  }
 }
 
 // ---------------------------------------------------------------------------

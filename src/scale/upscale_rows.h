@@ -26,23 +26,30 @@ inline uint32_t Blend(uint32_t wa, uint32_t a, uint32_t wb, uint32_t b) {
 constexpr uint8_t kRatio6Left[6] = {214, 171, 129, 86, 43, 1};
 constexpr uint8_t kRatio6Right[6] = {42, 85, 127, 170, 213, 255};
 
-// Ratio 2, elements from..to-1 of a row: the rounded mean of low samples
-// (r, c), (r, c1), (r1, c), (r1, c1) with c = e >> 1; elements from `plain`
-// on use c1 = c. Elements below `body` mix with the vector-lane arithmetic.
+// Ratio 2, byte k of element e: the rounded mean of low samples (r, c),
+// (r, c1), (r1, c), (r1, c1) with c = e >> 1; elements from `plain` on use
+// c1 = c.
+template <int E>
+inline uint32_t MidpointSample(const ComposeRow<E> &row, const UpscalePlan &u, int32_t e,
+                               int32_t k) {
+  const int32_t c = Min(e >> 1, u.lowElems - 1);
+  const int32_t c1 = e < u.plain ? Min(c + 1, u.lowElems - 1) : c;
+  const int32_t i = E * c + k;
+  const int32_t i1 = E * c1 + k;
+  return (row.b0[i] + row.b0[i1] + row.b1[i] + row.b1[i1] + 2u) >> 2;
+}
+
+// Ratio 2, elements from..to-1 of a row (MidpointSample). Elements below
+// `body` mix with the vector-lane arithmetic.
 template <int E>
 inline void MidpointElems(ComposeRow<E> row, UpscalePlan u, int32_t from, int32_t to,
                           uint8_t alpha) {
-  const int32_t lowElems = u.lowElems, body = u.body, plain = u.plain;
   for (int32_t e = from; e < to; ++e) {
-    const int32_t c = Min(e >> 1, lowElems - 1);
-    const int32_t c1 = e < plain ? Min(c + 1, lowElems - 1) : c;
     for (int32_t k = 0; k < E; ++k) {
-      const int32_t i = E * c + k;
-      const int32_t i1 = E * c1 + k;
-      const uint32_t b = (row.b0[i] + row.b0[i1] + row.b1[i] + row.b1[i1] + 2u) >> 2;
+      const uint32_t b = MidpointSample<E>(row, u, e, k);
       const int32_t x = E * e + k;
-      row.d[x] = e < body ? MixLane(row.m[E * e], alpha, row.s[x], b)
-                          : MixOne<false>(row.m[E * e], alpha, row.s[x], b);
+      row.d[x] = e < u.body ? MixLane(row.m[E * e], alpha, row.s[x], b)
+                            : MixOne<false>(row.m[E * e], alpha, row.s[x], b);
     }
   }
 }
