@@ -292,6 +292,19 @@ Case MinMaxCase(pb::MinMaxFn fn) {
           double(src.size()), "input byte"};
 }
 
+Case ApplyRangeCase(pb::ApplyRangeFn fn) {
+  static std::vector<uint8_t> src, out;
+  static uint8_t table[256];
+  src = Picture(size_t(kWidth) * kHeight, kWidth, 10);
+  out.assign(src.size(), 0);
+  for (int v = 0; v < 256; ++v) table[v] = static_cast<uint8_t>(255 - v);
+  return {[fn] {
+            fn(src.data(), out.data(), static_cast<int32_t>(src.size()), table);
+            if (out[0] != 255 - src[0]) Fail("range table not applied");
+          },
+          double(src.size()), "input byte"};
+}
+
 // Every kernel case by name, with a factory that sets it up from `table`.
 struct KernelCase {
   std::string name;
@@ -328,6 +341,8 @@ std::vector<KernelCase> KernelCases() {
   }
   cases.push_back({"weight.compute", [](const T &t) { return ComputeWeightsCase(t.weight.compute); }});
   cases.push_back({"disparity.min_max", [](const T &t) { return MinMaxCase(t.disparity.min_max); }});
+  cases.push_back(
+      {"disparity.apply_range", [](const T &t) { return ApplyRangeCase(t.disparity.apply_range); }});
   return cases;
 }
 
