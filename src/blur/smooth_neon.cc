@@ -45,6 +45,75 @@ namespace {
 constexpr int32_t kMaxVectorRadius = 32;  // larger radii use the scalar code
 constexpr int kSplitBits = 4;
 
+// Byte-to-16-bit widenings of the low and high 8 lanes of 16, alone, added in
+// pairs or multiplied by a tap. On Arm each is one widening instruction (the
+// add or multiply fused). Through SIMDe (x86-64 hosts) the intrinsics on
+// 64-bit halves lower to chains of shuffles, while zipping with zero is one
+// unpack, so there the same values are formed by zips, 16-bit adds and
+// multiplies. Both forms are exact; the differential tests run each on its
+// target.
+inline uint16x8_t WidenLow(uint8x16_t v) {
+#if defined(__aarch64__)
+  return vmovl_u8(vget_low_u8(v));
+#else
+  return vreinterpretq_u16_u8(vzip1q_u8(v, vdupq_n_u8(0)));
+#endif
+}
+inline uint16x8_t WidenHigh(uint8x16_t v) {
+#if defined(__aarch64__)
+  return vmovl_high_u8(v);
+#else
+  return vreinterpretq_u16_u8(vzip2q_u8(v, vdupq_n_u8(0)));
+#endif
+}
+inline uint16x8_t AddLow(uint8x16_t a, uint8x16_t b) {
+#if defined(__aarch64__)
+  return vaddl_u8(vget_low_u8(a), vget_low_u8(b));
+#else
+  return vaddq_u16(WidenLow(a), WidenLow(b));
+#endif
+}
+inline uint16x8_t AddHigh(uint8x16_t a, uint8x16_t b) {
+#if defined(__aarch64__)
+  return vaddl_high_u8(a, b);
+#else
+  return vaddq_u16(WidenHigh(a), WidenHigh(b));
+#endif
+}
+// v times a tap held as bytes (t8, for the widening multiply) and as 16-bit
+// lanes (t16).
+inline uint16x8_t MulLow(uint8x16_t v, uint8x16_t t8, uint16x8_t t16) {
+#if defined(__aarch64__)
+  (void)t16;
+  return vmull_u8(vget_low_u8(v), vget_low_u8(t8));
+#else
+  (void)t8;
+  return vmulq_u16(WidenLow(v), t16);
+#endif
+}
+inline uint16x8_t MulHigh(uint8x16_t v, uint8x16_t t8, uint16x8_t t16) {
+#if defined(__aarch64__)
+  (void)t16;
+  return vmull_high_u8(v, t8);
+#else
+  (void)t8;
+  return vmulq_u16(WidenHigh(v), t16);
+#endif
+}
+// (v + 32) >> 6 of two sets of 8 lanes as 16 bytes, for sums whose rounded
+// results fit 8 bits (no saturation needed). Through SIMDe the rounding
+// shift is ((v >> 5) + 1) >> 1, a shift and an average, and the narrowing an
+// unzip; on Arm the rounding narrowing shift itself.
+inline uint8x16_t RoundNarrow6(uint16x8_t a, uint16x8_t b) {
+#if defined(__aarch64__)
+  return vcombine_u8(vrshrn_n_u16(a, 6), vrshrn_n_u16(b, 6));
+#else
+  const uint16x8_t zero = vdupq_n_u16(0);
+  return vuzp1q_u8(vreinterpretq_u8_u16(vrhaddq_u16(vshrq_n_u16(a, 5), zero)),
+                   vreinterpretq_u8_u16(vrhaddq_u16(vshrq_n_u16(b, 5), zero)));
+#endif
+}
+
 struct Taps {
   const uint16_t *t;
   int32_t h;
@@ -255,13 +324,13 @@ inline uint8x16_t Dot16(const Win &win, const Taps &tp, const TapLanes<kH> &tl) 
   if (kSymmetric) {
     const uint8x16_t m = win(h);
     if constexpr (kH >= 0) {
-      c0 = vmull_u8(vget_low_u8(m), vget_low_u8(tl.hc));
-      c1 = vmull_high_u8(m, tl.hc);
-      r0 = vmull_u8(vget_low_u8(m), vget_low_u8(tl.lc));
-      r1 = vmull_high_u8(m, tl.lc);
+      c0 = MulLow(m, tl.hc, tl.hi[0]);
+      c1 = MulHigh(m, tl.hc, tl.hi[0]);
+      r0 = MulLow(m, tl.lc, tl.lo[0]);
+      r1 = MulHigh(m, tl.lc, tl.lo[0]);
     } else {
-      const uint16x8_t a = vmovl_u8(vget_low_u8(m));
-      const uint16x8_t b = vmovl_high_u8(m);
+      const uint16x8_t a = WidenLow(m);
+      const uint16x8_t b = WidenHigh(m);
       c0 = vmulq_u16(a, tl.Hi(tp, h));
       c1 = vmulq_u16(b, tl.Hi(tp, h));
       r0 = vmulq_u16(a, tl.Lo(tp, h));
@@ -270,8 +339,8 @@ inline uint8x16_t Dot16(const Win &win, const Taps &tp, const TapLanes<kH> &tl) 
     for (int32_t k = 1; k <= h; ++k) {
       const uint8x16_t l = win(h - k);
       const uint8x16_t r = win(h + k);
-      const uint16x8_t s0 = vaddl_u8(vget_low_u8(l), vget_low_u8(r));
-      const uint16x8_t s1 = vaddl_high_u8(l, r);
+      const uint16x8_t s0 = AddLow(l, r);
+      const uint16x8_t s1 = AddHigh(l, r);
       c0 = vmlaq_u16(c0, s0, tl.Hi(tp, h + k));
       c1 = vmlaq_u16(c1, s1, tl.Hi(tp, h + k));
       r0 = vmlaq_u16(r0, s0, tl.Lo(tp, h + k));
@@ -281,16 +350,21 @@ inline uint8x16_t Dot16(const Win &win, const Taps &tp, const TapLanes<kH> &tl) 
     c0 = c1 = r0 = r1 = vdupq_n_u16(0);
     for (int32_t j = 0; j <= 2 * h; ++j) {
       const uint8x16_t m = win(j);
-      const uint16x8_t a = vmovl_u8(vget_low_u8(m));
-      const uint16x8_t b = vmovl_high_u8(m);
+      const uint16x8_t a = WidenLow(m);
+      const uint16x8_t b = WidenHigh(m);
       c0 = vmlaq_u16(c0, a, tl.Hi(tp, j));
       c1 = vmlaq_u16(c1, b, tl.Hi(tp, j));
       r0 = vmlaq_u16(r0, a, tl.Lo(tp, j));
       r1 = vmlaq_u16(r1, b, tl.Lo(tp, j));
     }
   }
-  return vcombine_u8(vqrshrn_n_u16(vsraq_n_u16(c0, r0, kSplitBits), 10 - kSplitBits),
-                     vqrshrn_n_u16(vsraq_n_u16(c1, r1, kSplitBits), 10 - kSplitBits));
+  const uint16x8_t s0 = vsraq_n_u16(c0, r0, kSplitBits);
+  const uint16x8_t s1 = vsraq_n_u16(c1, r1, kSplitBits);
+  if constexpr (kH >= 0) {  // taps passing `small`: results fit 8 bits
+    static_assert(10 - kSplitBits == 6, "RoundNarrow6 shifts by 6");
+    return RoundNarrow6(s0, s1);
+  }
+  return vcombine_u8(vqrshrn_n_u16(s0, 10 - kSplitBits), vqrshrn_n_u16(s1, 10 - kSplitBits));
 }
 
 template <int kStep>
