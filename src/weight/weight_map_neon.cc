@@ -26,13 +26,44 @@ inline uint32_t Lerp(uint32_t a, uint32_t b, uint32_t f) {
   return (f * b + (256u - f) * a + 128u) >> 8;
 }
 
+// Two and four consecutive 16-byte vectors. On Arm each is one multi-register
+// load; through SIMDe (x86-64 hosts) the multi-register loads copy byte by
+// byte, so there they are single loads. Same values either way.
+inline uint8x16x2_t Load2(const uint8_t *p) {
+#if defined(__aarch64__)
+  return vld1q_u8_x2(p);
+#else
+  return uint8x16x2_t{{vld1q_u8(p), vld1q_u8(p + 16)}};
+#endif
+}
+inline uint8x16x4_t Load4(const uint8_t *p) {
+#if defined(__aarch64__)
+  return vld1q_u8_x4(p);
+#else
+  return uint8x16x4_t{{vld1q_u8(p), vld1q_u8(p + 16), vld1q_u8(p + 32), vld1q_u8(p + 48)}};
+#endif
+}
+
 // (a * fa + b * fb + 128) >> 8 in sixteen lanes, fa + fb = 256 with both
-// below 256: the sum stays below 65536.
+// below 256: the sum stays below 65536. On Arm widening multiplies and the
+// rounding narrowing shift; through SIMDe, where the intrinsics on 64-bit
+// halves lower to chains of shuffles, bytes zipped with zero, 16-bit
+// multiplies and the high bytes of the rounded sums. Same values either way.
 inline uint8x16_t Mix16(uint8x16_t a, uint8x16_t b, uint8x16_t fa, uint8x16_t fb) {
+#if defined(__aarch64__)
   const uint16x8_t lo = vmlal_u8(vmull_u8(vget_low_u8(a), vget_low_u8(fa)), vget_low_u8(b),
                                  vget_low_u8(fb));
   const uint16x8_t hi = vmlal_high_u8(vmull_high_u8(a, fa), b, fb);
   return vcombine_u8(vrshrn_n_u16(lo, 8), vrshrn_n_u16(hi, 8));
+#else
+  const uint8x16_t z = vdupq_n_u8(0);
+  auto wlo = [z](uint8x16_t v) { return vreinterpretq_u16_u8(vzip1q_u8(v, z)); };
+  auto whi = [z](uint8x16_t v) { return vreinterpretq_u16_u8(vzip2q_u8(v, z)); };
+  const uint16x8_t half = vdupq_n_u16(128);
+  const uint16x8_t lo = vmlaq_u16(vmlaq_u16(half, wlo(a), wlo(fa)), wlo(b), wlo(fb));
+  const uint16x8_t hi = vmlaq_u16(vmlaq_u16(half, whi(a), whi(fa)), whi(b), whi(fb));
+  return vuzp2q_u8(vreinterpretq_u8_u16(lo), vreinterpretq_u8_u16(hi));  // high bytes
+#endif
 }
 
 // Horizontal interpolation plan of one chunk, per block of 16 output columns:
@@ -85,7 +116,7 @@ void PlanColumns(int32_t c0, int32_t n, int32_t xstep, int32_t srcWidth, ColumnP
 }
 
 inline uint8x16_t InterpolateBlock(const uint8_t *window, const uint8x16x4_t &l) {
-  const uint8x16x2_t w = vld1q_u8_x2(window);
+  const uint8x16x2_t w = Load2(window);
   return Mix16(vqtbl2q_u8(w, l.val[0]), vqtbl2q_u8(w, l.val[1]), l.val[3], l.val[2]);
 }
 
@@ -98,7 +129,7 @@ void InterpolateRow(const uint8_t *row, int32_t srcWidth, const ColumnPlan &plan
   const int32_t direct = plan.direct, windowed = plan.windowed;
   int32_t b = 0;
   if (plan.period >= 0) {
-    const uint8x16x4_t lanes = vld1q_u8_x4(plan.lanes[0][0]);
+    const uint8x16x4_t lanes = Load4(plan.lanes[0][0]);
     const int32_t period = plan.period;
     const uint8_t *window = row + plan.base[0];
     for (; b < direct; ++b, window += period) {
@@ -106,7 +137,7 @@ void InterpolateRow(const uint8_t *row, int32_t srcWidth, const ColumnPlan &plan
     }
   }
   for (; b < direct; ++b) {
-    const uint8x16x4_t lanes = vld1q_u8_x4(plan.lanes[b][0]);
+    const uint8x16x4_t lanes = Load4(plan.lanes[b][0]);
     vst1q_u8(out + b * kBlock, InterpolateBlock(row + plan.base[b], lanes));
   }
   if (b < windowed) {
@@ -116,7 +147,7 @@ void InterpolateRow(const uint8_t *row, int32_t srcWidth, const ColumnPlan &plan
     std::memcpy(end, row + srcWidth - k, static_cast<size_t>(k));
     for (; b < windowed; ++b) {
       const uint8_t *window = end + (plan.base[b] - (srcWidth - k));
-      const uint8x16x4_t lanes = vld1q_u8_x4(plan.lanes[b][0]);
+      const uint8x16x4_t lanes = Load4(plan.lanes[b][0]);
       vst1q_u8(out + b * kBlock, InterpolateBlock(window, lanes));
     }
   }
@@ -140,6 +171,23 @@ struct RowWeights {
   uint16_t weightOf[256];
 };
 
+// Entries d (0..63) of a 64-byte table. On Arm one four-register look-up;
+// through SIMDe that look-up becomes four byte shuffles merged by three
+// variable blends, so there each sixteen-entry quarter is looked up on its
+// own (d - 16q lies in 0..15 for one quarter q and out of range, giving 0,
+// for the others) and the four results are or-ed. Same values either way.
+inline uint8x16_t Lookup64(const uint8x16x4_t &t, uint8x16_t d) {
+#if defined(__aarch64__)
+  return vqtbl4q_u8(t, d);
+#else
+  const uint8x16_t r01 = vorrq_u8(vqtbl1q_u8(t.val[0], d),
+                                  vqtbl1q_u8(t.val[1], vsubq_u8(d, vdupq_n_u8(16))));
+  const uint8x16_t r23 = vorrq_u8(vqtbl1q_u8(t.val[2], vsubq_u8(d, vdupq_n_u8(32))),
+                                  vqtbl1q_u8(t.val[3], vsubq_u8(d, vdupq_n_u8(48))));
+  return vorrq_u8(r01, r23);
+#endif
+}
+
 // Weights of sixteen sampled values.
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
               "interleaved byte stores assume little endian");
@@ -148,8 +196,8 @@ inline void StoreWeights16(uint8x16_t v, const uint8x16x4_t &lo, const uint8x16x
   const uint8x16_t beyond = vorrq_u8(vqsubq_u8(low, v), vqsubq_u8(v, high));
   const uint8x16_t d = vminq_u8(beyond, vdupq_n_u8(kFlatFrom));
   uint8x16x2_t w;
-  w.val[0] = vqtbl4q_u8(lo, d);
-  w.val[1] = vqtbl4q_u8(hi, d);
+  w.val[0] = Lookup64(lo, d);
+  w.val[1] = Lookup64(hi, d);
   vst2q_u8(reinterpret_cast<uint8_t *>(out), w);  // little endian: low byte first
 }
 
@@ -163,7 +211,7 @@ __attribute__((noinline)) void WeightRow(const uint8_t *top, const uint8_t *bott
   int32_t i = 0;
   if (rw.vector) {
     const uint8x16_t low = vdupq_n_u8(rw.low), high = vdupq_n_u8(rw.high);
-    const uint8x16x4_t lo = vld1q_u8_x4(rw.lo), hi = vld1q_u8_x4(rw.hi);
+    const uint8x16x4_t lo = Load4(rw.lo), hi = Load4(rw.hi);
     if (ay == 0) {
       for (; i + kBlock <= n; i += kBlock) {
         StoreWeights16(vld1q_u8(top + i), lo, hi, low, high, out + i);
