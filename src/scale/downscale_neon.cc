@@ -164,7 +164,7 @@ inline uint32x4_t SixPairSums(const uint8_t *s) {
       {0, 1, 6, 7, 12, 13, 18, 19, 24, 25, 30, 31, 36, 37, 42, 43},
       {2, 3, 8, 9, 14, 15, 20, 21, 26, 27, 32, 33, 38, 39, 44, 45},
       {4, 5, 10, 11, 16, 17, 22, 23, 28, 29, 34, 35, 40, 41, 46, 47}};
-  const uint8x16x3_t v = vld1q_u8_x3(s);
+  const uint8x16x3_t v = simd::Load3(s);
   const uint8x16_t a = vqtbl3q_u8(v, vld1q_u8(kPairs[0]));
   const uint8x16_t b = vqtbl3q_u8(v, vld1q_u8(kPairs[1]));
   const uint8x16_t c = vqtbl3q_u8(v, vld1q_u8(kPairs[2]));

@@ -27,8 +27,8 @@ inline uint32_t MaxWeight(const uint16_t *m, int32_t from, int32_t to) {
   uint16x8_t mx = vdupq_n_u16(0);
   int32_t i = from;
   for (; i + 64 <= to; i += 64) {
-    const uint16x8x4_t a = vld1q_u16_x4(m + i);
-    const uint16x8x4_t b = vld1q_u16_x4(m + i + 32);
+    const uint16x8x4_t a = simd::Load4(m + i);
+    const uint16x8x4_t b = simd::Load4(m + i + 32);
     const uint16x8_t a01 = vmaxq_u16(a.val[0], a.val[1]), a23 = vmaxq_u16(a.val[2], a.val[3]);
     const uint16x8_t b01 = vmaxq_u16(b.val[0], b.val[1]), b23 = vmaxq_u16(b.val[2], b.val[3]);
     mx = vmaxq_u16(mx, vmaxq_u16(vmaxq_u16(a01, a23), vmaxq_u16(b01, b23)));

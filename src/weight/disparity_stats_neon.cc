@@ -8,21 +8,6 @@ namespace pb {
 
 using disparity::MinMaxTail;
 
-namespace {
-
-// Sixty-four consecutive bytes as four vectors: one multi-register load on
-// Arm; through SIMDe (x86-64 hosts), which copies multi-register loads byte
-// by byte, four single loads. Same values either way.
-inline uint8x16x4_t Load4(const uint8_t *p) {
-#if defined(__aarch64__)
-  return vld1q_u8_x4(p);
-#else
-  return uint8x16x4_t{{vld1q_u8(p), vld1q_u8(p + 16), vld1q_u8(p + 32), vld1q_u8(p + 48)}};
-#endif
-}
-
-}  // namespace
-
 void DisparityMinMax_NEON(const uint8_t *src, int32_t n, uint8_t *min, uint8_t *max) {
   if (n < 0) n = 0;
   const int32_t m = n & ~15;
@@ -37,7 +22,7 @@ void DisparityMinMax_NEON(const uint8_t *src, int32_t n, uint8_t *min, uint8_t *
     }
     int32_t i = 0;
     for (; i + 64 <= m; i += 64) {
-      const uint8x16x4_t v = Load4(src + i);
+      const uint8x16x4_t v = simd::Load4(src + i);
       for (int k = 0; k < 4; ++k) {
         vmin[k] = vminq_u8(vmin[k], v.val[k]);
         vmax[k] = vmaxq_u8(vmax[k], v.val[k]);

@@ -4,21 +4,6 @@
 
 namespace pb {
 
-namespace {
-
-// Sixty-four consecutive bytes as four vectors: one multi-register load on
-// Arm; through SIMDe (x86-64 hosts), which copies multi-register loads byte
-// by byte, four single loads. Same values either way.
-inline uint8x16x4_t Load4(const uint8_t *p) {
-#if defined(__aarch64__)
-  return vld1q_u8_x4(p);
-#else
-  return uint8x16x4_t{{vld1q_u8(p), vld1q_u8(p + 16), vld1q_u8(p + 32), vld1q_u8(p + 48)}};
-#endif
-}
-
-}  // namespace
-
 void ApplyRangeTable_NEON(const uint8_t *samples, uint8_t *out, int32_t count,
                           const uint8_t table[256]) {
   int32_t i = 0;
@@ -26,10 +11,10 @@ void ApplyRangeTable_NEON(const uint8_t *samples, uint8_t *out, int32_t count,
     // Table quarter q answers the samples whose top two bits are q: the
     // exclusive or maps them to 0..63 and every other sample out of range,
     // where the look-up leaves the lane as it was.
-    const uint8x16x4_t t0 = Load4(table);
-    const uint8x16x4_t t1 = Load4(table + 64);
-    const uint8x16x4_t t2 = Load4(table + 128);
-    const uint8x16x4_t t3 = Load4(table + 192);
+    const uint8x16x4_t t0 = simd::Load4(table);
+    const uint8x16x4_t t1 = simd::Load4(table + 64);
+    const uint8x16x4_t t2 = simd::Load4(table + 128);
+    const uint8x16x4_t t3 = simd::Load4(table + 192);
     const uint8x16_t q1 = vdupq_n_u8(0x40), q2 = vdupq_n_u8(0x80), q3 = vdupq_n_u8(0xC0);
     for (; i + 16 <= count; i += 16) {
       const uint8x16_t v = vld1q_u8(samples + i);

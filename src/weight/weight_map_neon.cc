@@ -26,24 +26,6 @@ inline uint32_t Lerp(uint32_t a, uint32_t b, uint32_t f) {
   return (f * b + (256u - f) * a + 128u) >> 8;
 }
 
-// Two and four consecutive 16-byte vectors. On Arm each is one multi-register
-// load; through SIMDe (x86-64 hosts) the multi-register loads copy byte by
-// byte, so there they are single loads. Same values either way.
-inline uint8x16x2_t Load2(const uint8_t *p) {
-#if defined(__aarch64__)
-  return vld1q_u8_x2(p);
-#else
-  return uint8x16x2_t{{vld1q_u8(p), vld1q_u8(p + 16)}};
-#endif
-}
-inline uint8x16x4_t Load4(const uint8_t *p) {
-#if defined(__aarch64__)
-  return vld1q_u8_x4(p);
-#else
-  return uint8x16x4_t{{vld1q_u8(p), vld1q_u8(p + 16), vld1q_u8(p + 32), vld1q_u8(p + 48)}};
-#endif
-}
-
 // (a * fa + b * fb + 128) >> 8 in sixteen lanes, fa + fb = 256 with both
 // below 256: the sum stays below 65536. On Arm widening multiplies and the
 // rounding narrowing shift; through SIMDe, where the intrinsics on 64-bit
@@ -116,7 +98,7 @@ void PlanColumns(int32_t c0, int32_t n, int32_t xstep, int32_t srcWidth, ColumnP
 }
 
 inline uint8x16_t InterpolateBlock(const uint8_t *window, const uint8x16x4_t &l) {
-  const uint8x16x2_t w = Load2(window);
+  const uint8x16x2_t w = simd::Load2(window);
   return Mix16(vqtbl2q_u8(w, l.val[0]), vqtbl2q_u8(w, l.val[1]), l.val[3], l.val[2]);
 }
 
@@ -129,7 +111,7 @@ void InterpolateRow(const uint8_t *row, int32_t srcWidth, const ColumnPlan &plan
   const int32_t direct = plan.direct, windowed = plan.windowed;
   int32_t b = 0;
   if (plan.period >= 0) {
-    const uint8x16x4_t lanes = Load4(plan.lanes[0][0]);
+    const uint8x16x4_t lanes = simd::Load4(plan.lanes[0][0]);
     const int32_t period = plan.period;
     const uint8_t *window = row + plan.base[0];
     for (; b < direct; ++b, window += period) {
@@ -137,7 +119,7 @@ void InterpolateRow(const uint8_t *row, int32_t srcWidth, const ColumnPlan &plan
     }
   }
   for (; b < direct; ++b) {
-    const uint8x16x4_t lanes = Load4(plan.lanes[b][0]);
+    const uint8x16x4_t lanes = simd::Load4(plan.lanes[b][0]);
     vst1q_u8(out + b * kBlock, InterpolateBlock(row + plan.base[b], lanes));
   }
   if (b < windowed) {
@@ -147,7 +129,7 @@ void InterpolateRow(const uint8_t *row, int32_t srcWidth, const ColumnPlan &plan
     std::memcpy(end, row + srcWidth - k, static_cast<size_t>(k));
     for (; b < windowed; ++b) {
       const uint8_t *window = end + (plan.base[b] - (srcWidth - k));
-      const uint8x16x4_t lanes = Load4(plan.lanes[b][0]);
+      const uint8x16x4_t lanes = simd::Load4(plan.lanes[b][0]);
       vst1q_u8(out + b * kBlock, InterpolateBlock(window, lanes));
     }
   }
@@ -211,7 +193,7 @@ __attribute__((noinline)) void WeightRow(const uint8_t *top, const uint8_t *bott
   int32_t i = 0;
   if (rw.vector) {
     const uint8x16_t low = vdupq_n_u8(rw.low), high = vdupq_n_u8(rw.high);
-    const uint8x16x4_t lo = Load4(rw.lo), hi = Load4(rw.hi);
+    const uint8x16x4_t lo = simd::Load4(rw.lo), hi = simd::Load4(rw.hi);
     if (ay == 0) {
       for (; i + kBlock <= n; i += kBlock) {
         StoreWeights16(vld1q_u8(top + i), lo, hi, low, high, out + i);
