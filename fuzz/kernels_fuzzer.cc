@@ -99,18 +99,33 @@ void CheckSame(const char *what, const std::vector<uint8_t> &a, const std::vecto
 const pb::KernelTable &Scalar() { return pb::ScalarKernelTable(); }
 const pb::KernelTable &Vector() { return pb::VectorKernelTable(); }
 
+// A plane, taps and a row range for a smoothing call, with its scratch sizes.
+struct SmoothArgs {
+  int32_t width, height, h, first, last;
+  std::vector<uint16_t> taps;
+  size_t padded_bytes, inter_bytes;
+};
+
+SmoothArgs DrawSmoothArgs(Input &in, bool chroma) {
+  SmoothArgs a{};
+  a.width = Width(in, chroma ? 2 : 1);
+  a.height = a.width > 200 ? in.Range(1, 4) : in.Range(1, 12);
+  a.taps = Taps(in, &a.h);
+  a.first = in.Range(0, a.height - 1);
+  a.last = in.Range(a.first, a.height - 1);
+  a.padded_bytes = chroma ? pb::SmoothChromaPaddedBytes(a.width, a.height, a.h)
+                          : pb::SmoothLumaPaddedBytes(a.width, a.height, a.h);
+  a.inter_bytes = pb::SmoothIntermediateBytes(a.width, a.height, a.h);
+  return a;
+}
+
 void FuzzSmooth(Input &in, bool chroma) {
-  const int32_t width = Width(in, chroma ? 2 : 1);
-  const int32_t height = width > 200 ? in.Range(1, 4) : in.Range(1, 12);
-  int32_t h = 0;
-  const std::vector<uint16_t> taps = Taps(in, &h);
-  const int32_t first = in.Range(0, height - 1);
-  const int32_t last = in.Range(first, height - 1);
+  const SmoothArgs a = DrawSmoothArgs(in, chroma);
+  const int32_t width = a.width, height = a.height, h = a.h, first = a.first, last = a.last;
+  const std::vector<uint16_t> &taps = a.taps;
+  const size_t padded_bytes = a.padded_bytes, inter_bytes = a.inter_bytes;
   const auto input = Bytes(in, static_cast<size_t>(width) * height);
   const auto before = Bytes(in, input.size());
-  const size_t padded_bytes = chroma ? pb::SmoothChromaPaddedBytes(width, height, h)
-                                     : pb::SmoothLumaPaddedBytes(width, height, h);
-  const size_t inter_bytes = pb::SmoothIntermediateBytes(width, height, h);
   auto out_c = before, out_v = before;
   auto pad_c = Garbage(padded_bytes, 0x00), pad_v = Garbage(padded_bytes, 0xa5);
   auto int_c = Garbage(inter_bytes, 0x3c), int_v = Garbage(inter_bytes, 0xc3);
@@ -149,21 +164,16 @@ void FuzzCompose(Input &in, bool chroma) {
 // The fused smoothing and composite of the full-resolution path; now and then
 // in place (dst is the input plane), which the vector form must notice.
 void FuzzSmoothCompose(Input &in, bool chroma) {
-  const int32_t width = Width(in, chroma ? 2 : 1);
-  const int32_t height = width > 200 ? in.Range(1, 4) : in.Range(1, 12);
-  int32_t h = 0;
-  const std::vector<uint16_t> taps = Taps(in, &h);
-  const int32_t first = in.Range(0, height - 1);
-  const int32_t last = in.Range(first, height - 1);
+  const SmoothArgs a = DrawSmoothArgs(in, chroma);
+  const int32_t width = a.width, height = a.height, h = a.h, first = a.first, last = a.last;
+  const std::vector<uint16_t> &taps = a.taps;
+  const size_t padded_bytes = a.padded_bytes, inter_bytes = a.inter_bytes;
   const uint8_t alpha = in.Range(0, 1) ? in.Byte() : static_cast<uint8_t>(in.Range(0, 128));
   const bool in_place = in.Range(0, 7) == 0;
   const size_t plane = static_cast<size_t>(width) * height;
   const auto input = Bytes(in, plane);
   const auto weights = Weights(in, chroma ? 2 * plane : plane);
   const auto before = Bytes(in, plane);
-  const size_t padded_bytes = chroma ? pb::SmoothChromaPaddedBytes(width, height, h)
-                                     : pb::SmoothLumaPaddedBytes(width, height, h);
-  const size_t inter_bytes = pb::SmoothIntermediateBytes(width, height, h);
   auto out_c = in_place ? input : before, out_v = out_c;
   auto in_c = input, in_v = input;
   auto pad_c = Garbage(padded_bytes, 0x00), pad_v = Garbage(padded_bytes, 0xa5);
