@@ -153,22 +153,8 @@ struct RowWeights {
   uint16_t weightOf[256];
 };
 
-// Entries d (0..63) of a 64-byte table. On Arm one four-register look-up;
-// through SIMDe that look-up becomes four byte shuffles merged by three
-// variable blends, so there each sixteen-entry quarter is looked up on its
-// own (d - 16q lies in 0..15 for one quarter q and out of range, giving 0,
-// for the others) and the four results are or-ed. Same values either way.
-inline uint8x16_t Lookup64(const uint8x16x4_t &t, uint8x16_t d) {
-#if defined(__aarch64__)
-  return vqtbl4q_u8(t, d);
-#else
-  const uint8x16_t r01 = vorrq_u8(vqtbl1q_u8(t.val[0], d),
-                                  vqtbl1q_u8(t.val[1], vsubq_u8(d, vdupq_n_u8(16))));
-  const uint8x16_t r23 = vorrq_u8(vqtbl1q_u8(t.val[2], vsubq_u8(d, vdupq_n_u8(32))),
-                                  vqtbl1q_u8(t.val[3], vsubq_u8(d, vdupq_n_u8(48))));
-  return vorrq_u8(r01, r23);
-#endif
-}
+// Entries d (0..63) of a 64-byte table: one four-register look-up.
+inline uint8x16_t Lookup64(const uint8x16x4_t &t, uint8x16_t d) { return vqtbl4q_u8(t, d); }
 
 // Weights of sixteen sampled values.
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
