@@ -45,43 +45,13 @@ namespace {
 constexpr int32_t kMaxVectorRadius = 32;  // larger radii use the scalar code
 constexpr int kSplitBits = 4;
 
-// Byte-to-16-bit widenings of the low and high 8 lanes of 16, alone, added in
-// pairs or multiplied by a tap. On Arm each is one widening instruction (the
-// add or multiply fused). Through SIMDe (x86-64 hosts) the intrinsics on
-// 64-bit halves lower to chains of shuffles, while zipping with zero is one
-// unpack, so there the same values are formed by zips, 16-bit adds and
-// multiplies. Both forms are exact; the differential tests run each on its
-// target.
-inline uint16x8_t WidenLow(uint8x16_t v) {
-#if defined(__aarch64__)
-  return vmovl_u8(vget_low_u8(v));
-#else
-  return vreinterpretq_u16_u8(vzip1q_u8(v, vdupq_n_u8(0)));
-#endif
-}
-inline uint16x8_t WidenHigh(uint8x16_t v) {
-#if defined(__aarch64__)
-  return vmovl_high_u8(v);
-#else
-  return vreinterpretq_u16_u8(vzip2q_u8(v, vdupq_n_u8(0)));
-#endif
-}
-inline uint16x8_t AddLow(uint8x16_t a, uint8x16_t b) {
-#if defined(__aarch64__)
-  return vaddl_u8(vget_low_u8(a), vget_low_u8(b));
-#else
-  return vaddq_u16(WidenLow(a), WidenLow(b));
-#endif
-}
-inline uint16x8_t AddHigh(uint8x16_t a, uint8x16_t b) {
-#if defined(__aarch64__)
-  return vaddl_high_u8(a, b);
-#else
-  return vaddq_u16(WidenHigh(a), WidenHigh(b));
-#endif
-}
-// v times a tap held as bytes (t8, for the widening multiply) and as 16-bit
-// lanes (t16).
+using simd::AddHigh;
+using simd::AddLow;
+using simd::WidenHigh;
+using simd::WidenLow;
+
+// v times a tap held as bytes (t8, for the widening multiply on Arm) and as
+// 16-bit lanes (t16, for a widening and a 16-bit multiply through SIMDe).
 inline uint16x8_t MulLow(uint8x16_t v, uint8x16_t t8, uint16x8_t t16) {
 #if defined(__aarch64__)
   (void)t16;

@@ -47,41 +47,10 @@ inline int16x8_t WeightInRange(uint16x8_t m, int16_t alpha128) {
   return vqrdmulhq_n_s16(vreinterpretq_s16_u16(vshlq_n_u16(m, 1)), alpha128);
 }
 
-// b - s and acc + s of the low or high 8 of 16 byte lanes, widened. On Arm
-// each is one widening instruction; through SIMDe (x86-64 hosts) the
-// intrinsics on 64-bit halves lower to chains of shuffles, so there the bytes
-// are widened by zipping with zero (one unpack) and added in 16 bits. Same
-// values either way.
-inline uint16x8_t SubLow(uint8x16_t b, uint8x16_t s) {
-#if defined(__aarch64__)
-  return vsubl_u8(vget_low_u8(b), vget_low_u8(s));
-#else
-  const uint8x16_t z = vdupq_n_u8(0);
-  return vsubq_u16(vreinterpretq_u16_u8(vzip1q_u8(b, z)), vreinterpretq_u16_u8(vzip1q_u8(s, z)));
-#endif
-}
-inline uint16x8_t SubHigh(uint8x16_t b, uint8x16_t s) {
-#if defined(__aarch64__)
-  return vsubl_high_u8(b, s);
-#else
-  const uint8x16_t z = vdupq_n_u8(0);
-  return vsubq_u16(vreinterpretq_u16_u8(vzip2q_u8(b, z)), vreinterpretq_u16_u8(vzip2q_u8(s, z)));
-#endif
-}
-inline uint16x8_t AddWideLow(uint16x8_t acc, uint8x16_t s) {
-#if defined(__aarch64__)
-  return vaddw_u8(acc, vget_low_u8(s));
-#else
-  return vaddq_u16(acc, vreinterpretq_u16_u8(vzip1q_u8(s, vdupq_n_u8(0))));
-#endif
-}
-inline uint16x8_t AddWideHigh(uint16x8_t acc, uint8x16_t s) {
-#if defined(__aarch64__)
-  return vaddw_high_u8(acc, s);
-#else
-  return vaddq_u16(acc, vreinterpretq_u16_u8(vzip2q_u8(s, vdupq_n_u8(0))));
-#endif
-}
+using simd::AddWideHigh;
+using simd::AddWideLow;
+using simd::SubHigh;
+using simd::SubLow;
 
 // In-range mix: 16-bit lanes whose low bytes are the mixed samples.
 inline uint16x8_t MixInRange(int16x8_t w, uint8x8_t s, uint8x8_t b) {

@@ -38,12 +38,13 @@ inline uint8x16_t Mix16(uint8x16_t a, uint8x16_t b, uint8x16_t fa, uint8x16_t fb
   const uint16x8_t hi = vmlal_high_u8(vmull_high_u8(a, fa), b, fb);
   return vcombine_u8(vrshrn_n_u16(lo, 8), vrshrn_n_u16(hi, 8));
 #else
-  const uint8x16_t z = vdupq_n_u8(0);
-  auto wlo = [z](uint8x16_t v) { return vreinterpretq_u16_u8(vzip1q_u8(v, z)); };
-  auto whi = [z](uint8x16_t v) { return vreinterpretq_u16_u8(vzip2q_u8(v, z)); };
+  using simd::WidenHigh;
+  using simd::WidenLow;
   const uint16x8_t half = vdupq_n_u16(128);
-  const uint16x8_t lo = vmlaq_u16(vmlaq_u16(half, wlo(a), wlo(fa)), wlo(b), wlo(fb));
-  const uint16x8_t hi = vmlaq_u16(vmlaq_u16(half, whi(a), whi(fa)), whi(b), whi(fb));
+  const uint16x8_t lo =
+      vmlaq_u16(vmlaq_u16(half, WidenLow(a), WidenLow(fa)), WidenLow(b), WidenLow(fb));
+  const uint16x8_t hi =
+      vmlaq_u16(vmlaq_u16(half, WidenHigh(a), WidenHigh(fa)), WidenHigh(b), WidenHigh(fb));
   return vuzp2q_u8(vreinterpretq_u8_u16(lo), vreinterpretq_u8_u16(hi));  // high bytes
 #endif
 }
