@@ -13,6 +13,7 @@ cd "$root"
 pb_install_packages "${PB_DEMO_PACKAGES[@]}"
 
 build=build/demo
+mkdir -p build
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
   -DPREVIEWBOKEH_BUILD_TESTS=OFF -DPREVIEWBOKEH_BUILD_BENCH=OFF -DPREVIEWBOKEH_BUILD_TOOLS=ON \
   >"$build.configure.log" 2>&1 || { cat "$build.configure.log"; exit 1; }
