@@ -13,7 +13,7 @@ PB_COMPOSE_KERNEL(ComposeLuma_C) {
   (void)lowHeight;
   const int32_t body = width & ~7;
   const auto row = [&](const uint8_t *s, const uint8_t *b, const uint16_t *m, uint8_t *d) {
-    for (int32_t x = 0; x < body; ++x) d[x] = compose::MixLane(m[x], alpha, s[x], b[x]);
+    for (int32_t x = 0; x < body; ++x) d[x] = mix::MixLane(m[x], alpha, s[x], b[x]);
     compose::MixTailLuma(s, b, m, d, body, width, alpha);
   };
   compose::ForEachRow<false>("ComposeLuma", src, width, weight, blurred, dst, rowFirst, rowLast,
@@ -26,7 +26,7 @@ PB_COMPOSE_KERNEL(ComposeChroma_C) {
   (void)lowHeight;
   const int32_t body = width & ~15;
   const auto row = [&](const uint8_t *s, const uint8_t *b, const uint16_t *m, uint8_t *d) {
-    for (int32_t x = 0; x < body; ++x) d[x] = compose::MixLane(m[x & ~1], alpha, s[x], b[x]);
+    for (int32_t x = 0; x < body; ++x) d[x] = mix::MixLane(m[x & ~1], alpha, s[x], b[x]);
     compose::MixTailChroma(s, b, m, d, body, width, alpha);
   };
   compose::ForEachRow<true>("ComposeChroma", src, width, weight, blurred, dst, rowFirst, rowLast,

@@ -14,10 +14,7 @@
 namespace pb {
 namespace compose {
 
-inline uint8_t MixLane(uint16_t m, uint8_t alpha, uint8_t s, uint8_t b) {
-  return mix::MixLane(m, alpha, s, b);
-}
-
+// The one-at-a-time arithmetic of the full-resolution tails: limited to 255.
 inline uint8_t MixTail(uint16_t m, uint8_t alpha, uint8_t s, uint8_t b) {
   return mix::MixOne<true>(m, alpha, s, b);
 }
