@@ -26,6 +26,7 @@
 #include <vector>
 
 #include "host_assist_client.h"
+#include "init_log.h"
 #include "platform/property.h"
 #include "platform/test_hooks.h"
 #include "pool/thread_pool.h"
@@ -86,16 +87,6 @@ std::string Label(int width, int height, const char *what) {
   return std::to_string(width) + "x" + std::to_string(height) + " " + what;
 }
 
-int RatioFromInitLog(const std::vector<pb::hooks::LogLine> &lines) {
-  for (const auto &l : lines) {
-    int ratio = 0;
-    if (std::sscanf(l.text.c_str(), "sigma:%*f,SmoothWinSize:%*d,Scalingratio:%d", &ratio) == 1) {
-      return ratio;
-    }
-  }
-  return -1;
-}
-
 // CPU seconds of the whole process (every thread) so far.
 double ProcessCpuSeconds() {
   rusage u{};
@@ -134,7 +125,7 @@ void BM_Frame(benchmark::State &state, int width, int height, int ratio, bool sc
   void *handle = nullptr;
   pb::hooks::StartLogCapture();
   const int status = iBokehInit(&handle, &ip);
-  const int chosen = RatioFromInitLog(pb::hooks::StopLogCapture());
+  const int chosen = pbbench::RatioFromInitLog(pb::hooks::StopLogCapture());
   pb::hooks::ResetProperties();
   if (status != 0) {
     state.SkipWithError("iBokehInit failed");

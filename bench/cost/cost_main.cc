@@ -30,6 +30,7 @@
 
 #include "blur/smooth.h"
 #include "host_assist_client.h"
+#include "init_log.h"
 #include "platform/test_hooks.h"
 #include "previewbokeh/bokeh.h"
 #include "previewbokeh/weight.h"
@@ -98,16 +99,6 @@ struct Case {
 // ---------------------------------------------------------------------------
 // Whole frames through the public interface.
 
-int RatioFromInitLog(const std::vector<pb::hooks::LogLine> &lines) {
-  for (const auto &l : lines) {
-    int ratio = 0;
-    if (std::sscanf(l.text.c_str(), "sigma:%*f,SmoothWinSize:%*d,Scalingratio:%d", &ratio) == 1) {
-      return ratio;
-    }
-  }
-  return -1;
-}
-
 Case FrameCase() {
   struct State {
     void *handle = nullptr;
@@ -131,7 +122,7 @@ Case FrameCase() {
   init.height = kHeight;
   pb::hooks::StartLogCapture();
   const int status = iBokehInit(&s.handle, &init);
-  const int ratio = RatioFromInitLog(pb::hooks::StopLogCapture());
+  const int ratio = pbbench::RatioFromInitLog(pb::hooks::StopLogCapture());
   if (status != 0) Fail("iBokehInit failed");
   const char *wanted = std::getenv("PERSIST_VENDOR_CAM_PREBOKEH_RATIO");
   if (wanted && *wanted && ratio != std::atoi(wanted)) {
