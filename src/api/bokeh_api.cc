@@ -7,12 +7,12 @@
 
 #include <dlfcn.h>
 
-#include "platform/diagnostics.h"
 #include "api/handle.h"
 #include "blur/frame_driver.h"
 #include "blur/strip_task.h"
 #include "blur/work_state.h"
 #include "platform/alloc.h"
+#include "platform/diagnostics.h"
 #include "platform/log.h"
 #include "platform/property.h"
 #include "pool/thread_pool.h"
