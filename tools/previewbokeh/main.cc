@@ -17,6 +17,9 @@ int main(int argc, char **argv) {
                "public interfaces"};
   app.name("previewbokeh");
   app.require_subcommand(1);
+  app.set_version_flag("--version", "previewbokeh " PBTOOL_VERSION);
+  // Options of the tool itself are accepted after the subcommand too.
+  app.fallthrough();
   std::string assist_path;
   std::string library_log;
   app.add_option("--assist", assist_path,
@@ -86,7 +89,7 @@ int main(int argc, char **argv) {
       ++i;
       continue;
     }
-    wants_help = wants_help || arg == "-h" || arg == "--help";
+    wants_help = wants_help || arg == "-h" || arg == "--help" || arg == "--version";
     if (arg.empty() || arg[0] == '-') continue;
     if (arg != "demo" && arg != "render" && arg != "replay" && arg != "bench") {
       std::fprintf(stderr, "previewbokeh: unknown subcommand '%s' (use demo, render, replay or bench)\n",

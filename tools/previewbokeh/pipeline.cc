@@ -153,6 +153,16 @@ void CheckRatio(int ratio, const std::string &option) {
   throw InputError(option + ": ratio " + std::to_string(ratio) + " is not one of 1, 2, 4, 6, 8");
 }
 
+std::string RatioSizeProblem(Size frame, int ratio) {
+  if (ratio <= 1) return {};
+  const int w = frame.width, h = frame.height;
+  if (w % (2 * ratio) == 0 && h % 4 == 0 && h % ratio == 0 && h >= 16 * ratio) return {};
+  return "ratio " + std::to_string(ratio) + " needs a width that is a multiple of " +
+         std::to_string(2 * ratio) + " and a height that is a multiple of 4 and of " +
+         std::to_string(ratio) + " and at least " + std::to_string(16 * ratio) + "; " +
+         ToString(frame) + " is not";
+}
+
 void CheckFNumber(int f_number, const std::string &option) {
   if (f_number < 1 || f_number > 20) {
     throw InputError(option + ": " + std::to_string(f_number) + " is outside 1..20");

@@ -65,6 +65,12 @@ constexpr char kRatioEnvironment[] = "PERSIST_VENDOR_CAM_PREBOKEH_RATIO";
 // Throws InputError naming `option` unless ratio is 1, 2, 4, 6 or 8 (0 = unset).
 void CheckRatio(int ratio, const std::string &option);
 
+// Why the library keeps ratio 1 when asked for `ratio` (2, 4, 6 or 8) at
+// `frame`: its size rule is width a multiple of 2 x ratio, height a multiple
+// of 4 and of the ratio, height at least 16 x ratio. Empty when the ratio is
+// honoured (and for ratios 0 and 1, which need nothing).
+std::string RatioSizeProblem(Size frame, int ratio);
+
 // Throws InputError naming `option` unless 1 <= f <= 20.
 void CheckFNumber(int f_number, const std::string &option);
 
