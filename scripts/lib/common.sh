@@ -11,6 +11,7 @@ PB_TEST_PACKAGES=(
   g++-aarch64-linux-gnu qemu-user
   libcli11-dev libpng-dev libjpeg62-turbo-dev libyuv-dev
   clang libclang-rt-14-dev binutils
+  git python3 python3-pil
 )
 
 # shellcheck disable=SC2034

@@ -1,0 +1,19 @@
+# The commands a user types, run as written: the README's main command in a
+# fresh clone of the repository, and the tool's README examples and messages.
+# Host builds without sanitizers only (the commands build and run Release).
+if(CMAKE_CROSSCOMPILING OR PREVIEWBOKEH_SANITIZE)
+  return()
+endif()
+# Debian's interpreter, which has the Debian Python packages the checks use.
+find_program(PBTOOL_SYSTEM_PYTHON python3 PATHS /usr/bin NO_DEFAULT_PATH)
+if(NOT PBTOOL_SYSTEM_PYTHON)
+  message(STATUS "README command tests skipped: /usr/bin/python3 not found")
+  return()
+endif()
+
+add_test(NAME tool.fresh_clone_demo
+  COMMAND ${CMAKE_CURRENT_LIST_DIR}/fresh_clone_demo.sh ${PROJECT_SOURCE_DIR}
+          ${CMAKE_BINARY_DIR}/fresh_clone_demo)
+set_tests_properties(tool.fresh_clone_demo PROPERTIES
+  LABELS "tool;slow" TIMEOUT 900 SKIP_RETURN_CODE 77 RUN_SERIAL TRUE)
+
