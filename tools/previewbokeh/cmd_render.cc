@@ -26,7 +26,13 @@ int RunRender(const RenderOptions &o) {
   CheckFNumber(o.f_number, "--fnumber");
   CheckRatio(o.ratio, "--ratio");
 
-  FrameSource source(o.image, o.size, o.format);
+  FrameInputOptions input;
+  input.size = o.size;
+  input.format = o.format;
+  input.stride = o.stride;
+  input.scanlines = o.scanlines;
+  input.range = ParseColourRange(o.range, "--range");
+  FrameSource source(o.image, input);
   const Size size = source.size();
   const bool sequence = source.is_sequence();
   const OutKind out_kind = ClassifyOut(o.out, sequence);
@@ -56,7 +62,13 @@ int RunRender(const RenderOptions &o) {
     }
   }
 
-  FrameSink sink(o.out, out_kind, source.format());
+  FrameSinkOptions sink_options;
+  sink_options.input_format = source.format();
+  sink_options.stride = o.out_stride;
+  sink_options.scanlines = o.out_scanlines;
+  sink_options.range = input.range;
+  sink_options.y4m = source.y4m_header();
+  FrameSink sink(o.out, out_kind, sink_options);
   WeightEngine engine(size, dsize);
   BokehRenderer renderer(size, o.ratio);
   std::vector<double> weight_ms, blur_ms;
