@@ -66,7 +66,7 @@ int RunReplay(const ReplayOptions &o) {
     if (set.imagein.empty() || set.weightin.empty()) continue;
     CheckFrameSize(set.size, set.imagein);
     const std::string problem = RatioSizeProblem(set.size, o.ratio);
-    if (!problem.empty()) throw InputError("--ratio: " + std::to_string(o.ratio) + ": " + problem);
+    if (!problem.empty()) throw InputError("--ratio: " + problem + " (" + set.imagein + ")");
     frames.push_back(&set);
   }
   if (frames.empty()) {
