@@ -63,6 +63,9 @@ FrameSource::FrameSource(const std::string &path, const FrameInputOptions &o)
     OpenRaw(o);
   } else {
     RefuseRawOptions(o, "image '" + path + "'");
+    int w = 0, h = 0;
+    ReadImageSize(path, &w, &h);
+    CheckFrameSize({w, h}, path);
     first_ = RgbToYuv(ReadImage(path, 3), YuvFormat::kNV21, range_);
     size_ = first_.size;
     count_ = 1;
