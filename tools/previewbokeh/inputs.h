@@ -40,7 +40,7 @@ class FrameSource {
 
   int count() const { return count_; }
   Size size() const { return size_; }
-  bool is_raw() const { return raw_ != nullptr; }
+  bool is_raw() const { return raw_ != nullptr && y4m_offsets_.empty(); }
   bool is_y4m() const { return !y4m_offsets_.empty(); }
   bool is_sequence() const { return count_ > 1 || !files_.empty(); }
   // Layout of the input: the raw format, I420 for y4m, NV21 for images.
