@@ -8,6 +8,7 @@
 #include "commands.h"
 #include "console.h"
 #include "errors.h"
+#include "frame_sink.h"
 #include "image_io.h"
 #include "inputs.h"
 #include "pipeline.h"
@@ -17,81 +18,6 @@
 namespace fs = std::filesystem;
 
 namespace pbtool {
-namespace {
-
-enum class OutKind { kImage, kRaw, kDirectory };
-
-OutKind ClassifyOut(const std::string &out, bool sequence) {
-  const std::string ext = LowerExtension(out);
-  if (IsRawYuvExtension(out)) return OutKind::kRaw;
-  if (ext == ".png" || ext == ".jpg" || ext == ".jpeg") {
-    if (sequence) {
-      throw InputError("--out: '" + out +
-                       "' is one image, but the input is a sequence: give a directory or a "
-                       ".yuv/.nv21/.nv12 file");
-    }
-    return OutKind::kImage;
-  }
-  if (!sequence) {
-    throw InputError("--out: '" + out + "' has no known extension (.png, .jpg, .yuv, .nv21, .nv12)");
-  }
-  return OutKind::kDirectory;
-}
-
-// Writes frames to the chosen destination.
-class FrameSink {
- public:
-  FrameSink(const std::string &out, OutKind kind, YuvFormat input_format)
-      : out_(out), kind_(kind) {
-    format_ = FormatFromExtension(out, input_format);
-    if (kind == OutKind::kRaw) {
-      raw_ = std::fopen(out.c_str(), "wb");
-      if (!raw_) throw InputError("--out: cannot create '" + out + "': " + std::strerror(errno));
-    } else if (kind == OutKind::kDirectory) {
-      std::error_code ec;
-      fs::create_directories(out, ec);
-      if (ec || !fs::is_directory(out)) throw InputError("--out: cannot create directory '" + out + "'");
-    }
-    image_format_ = input_format;
-  }
-  ~FrameSink() {
-    if (raw_) std::fclose(raw_);
-  }
-  void Write(const YuvFrame &frame, const std::string &name) {
-    if (kind_ == OutKind::kRaw) {
-      const YuvFrame *bytes = &frame;
-      YuvFrame swapped;
-      if (format_ != image_format_) {
-        swapped = frame;
-        SwapChromaOrder(&swapped);
-        bytes = &swapped;
-      }
-      if (std::fwrite(bytes->data.data(), 1, bytes->data.size(), raw_) != bytes->data.size()) {
-        throw InputError("--out: cannot write '" + out_ + "'");
-      }
-    } else if (kind_ == OutKind::kImage) {
-      WriteImage(out_, YuvToRgb(frame, image_format_));
-    } else {
-      WritePng((fs::path(out_) / (name + ".png")).string(), YuvToRgb(frame, image_format_));
-    }
-  }
-  void Finish() {
-    if (raw_ && std::fclose(raw_) != 0) {
-      raw_ = nullptr;
-      throw InputError("--out: cannot write '" + out_ + "'");
-    }
-    raw_ = nullptr;
-  }
-
- private:
-  std::string out_;
-  OutKind kind_;
-  YuvFormat format_ = YuvFormat::kNV21;        // chroma order of raw output
-  YuvFormat image_format_ = YuvFormat::kNV21;  // chroma order of the frames given to Write
-  std::FILE *raw_ = nullptr;
-};
-
-}  // namespace
 
 int RunRender(const RenderOptions &o) {
   if (o.image.empty()) throw InputError("--image: required");
@@ -100,7 +26,13 @@ int RunRender(const RenderOptions &o) {
   CheckFNumber(o.f_number, "--fnumber");
   CheckRatio(o.ratio, "--ratio");
 
-  FrameSource source(o.image, o.size, o.format);
+  FrameInputOptions input;
+  input.size = o.size;
+  input.format = o.format;
+  input.stride = o.stride;
+  input.scanlines = o.scanlines;
+  input.range = ParseColourRange(o.range, "--range");
+  FrameSource source(o.image, input);
   const Size size = source.size();
   const bool sequence = source.is_sequence();
   const OutKind out_kind = ClassifyOut(o.out, sequence);
@@ -130,7 +62,13 @@ int RunRender(const RenderOptions &o) {
     }
   }
 
-  FrameSink sink(o.out, out_kind, source.format());
+  FrameSinkOptions sink_options;
+  sink_options.input_format = source.format();
+  sink_options.stride = o.out_stride;
+  sink_options.scanlines = o.out_scanlines;
+  sink_options.range = input.range;
+  sink_options.y4m = source.y4m_header();
+  FrameSink sink(o.out, out_kind, sink_options);
   WeightEngine engine(size, dsize);
   BokehRenderer renderer(size, o.ratio);
   std::vector<double> weight_ms, blur_ms;

@@ -1,12 +1,17 @@
 // replay: blurs again the frames that the library's dumps recorded and
 // compares with the recorded output.
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 
+#include <nlohmann/json.hpp>
+
 #include "commands.h"
+#include "compare.h"
 #include "console.h"
 #include "dumps.h"
 #include "errors.h"
@@ -19,6 +24,9 @@ namespace fs = std::filesystem;
 namespace pbtool {
 namespace {
 
+// Amplification of the luma difference in --diff-png pictures.
+constexpr int kDiffGain = 16;
+
 std::vector<uint8_t> ReadDump(const std::string &path, size_t expected) {
   std::vector<uint8_t> bytes = ReadFileBytes(path);
   if (bytes.size() != expected) {
@@ -28,29 +36,51 @@ std::vector<uint8_t> ReadDump(const std::string &path, size_t expected) {
   return bytes;
 }
 
+void CreateDirectory(const std::string &dir, const std::string &option) {
+  std::error_code ec;
+  fs::create_directories(dir, ec);
+  if (ec || !fs::is_directory(dir)) throw InputError(option + ": cannot create directory '" + dir + "'");
+}
+
+// PSNR for JSON: null stands for infinity (identical samples).
+nlohmann::json PsnrJson(double psnr) {
+  return std::isinf(psnr) ? nlohmann::json(nullptr) : nlohmann::json(psnr);
+}
+
+std::string PsnrText(double psnr) {
+  if (std::isinf(psnr)) return "inf";
+  char text[32];
+  std::snprintf(text, sizeof text, "%.2f", psnr);
+  return text;
+}
+
 }  // namespace
 
 int RunReplay(const ReplayOptions &o) {
   CheckFNumber(o.f_number, "--fnumber");
+  CheckRatio(o.ratio, "--ratio");
   const auto sets = FindDumps(o.dir);
   std::vector<const DumpSet *> frames;
   for (const auto &entry : sets) {
     const DumpSet &set = entry.second;
     if (set.imagein.empty() || set.weightin.empty()) continue;
     CheckFrameSize(set.size, set.imagein);
+    const std::string problem = RatioSizeProblem(set.size, o.ratio);
+    if (!problem.empty()) throw InputError("--ratio: " + problem + " (" + set.imagein + ")");
     frames.push_back(&set);
   }
   if (frames.empty()) {
     throw InputError(o.dir + ": no pair of imagein_<W>x<H>_<stamp>.img and weightin dumps");
   }
   const std::string out_dir = o.out_dir.empty() ? o.dir : o.out_dir;
-  std::error_code ec;
-  fs::create_directories(out_dir, ec);
-  if (ec || !fs::is_directory(out_dir)) throw InputError("--out: cannot create directory '" + out_dir + "'");
+  CreateDirectory(out_dir, "--out");
+  if (!o.diff_png.empty()) CreateDirectory(o.diff_png, "--diff-png");
 
   // Replaying must not overwrite the dumps it reads.
   unsetenv("PERSIST_VENDOR_CAM_PREBOKEH_SAVE");
 
+  nlohmann::json report = {{"dir", o.dir}, {"fnumber", o.f_number}, {"ratio", o.ratio},
+                           {"frames", nlohmann::json::array()}};
   std::unique_ptr<BokehRenderer> renderer;
   Size renderer_size;
   int identical = 0, differing = 0, unchecked = 0;
@@ -66,38 +96,69 @@ int RunReplay(const ReplayOptions &o) {
     }
     if (!renderer || renderer_size != set.size) {
       renderer.reset();
-      renderer = std::make_unique<BokehRenderer>(set.size, 0);
+      renderer = std::make_unique<BokehRenderer>(set.size, o.ratio);
       renderer_size = set.size;
     }
     YuvFrame output;
     BokehRenderer::Timing timing;
     renderer->Render(input, weights, o.f_number, Point{0, 0}, &output, &timing);
-    const std::string base = "replayout_" + ToString(set.size) + "_" + set.stamp;
+    const std::string tag = ToString(set.size) + "_" + set.stamp;
+    const std::string base = "replayout_" + tag;
     WriteFileBytes((fs::path(out_dir) / (base + ".img")).string(), output.data.data(), output.data.size());
     if (o.png) WritePng((fs::path(out_dir) / (base + ".png")).string(), YuvToRgb(output, YuvFormat::kNV21));
 
+    nlohmann::json entry = {{"size", ToString(set.size)},
+                            {"stamp", set.stamp},
+                            {"set_weights_ms", timing.set_weights_ms},
+                            {"blur_ms", timing.blur_ms},
+                            {"compared", !set.imageout.empty()}};
     std::string verdict;
     if (set.imageout.empty()) {
       verdict = "no imageout to compare";
       ++unchecked;
     } else {
-      const std::vector<uint8_t> recorded = ReadDump(set.imageout, output.data.size());
-      size_t diff = 0;
-      for (size_t k = 0; k < recorded.size(); ++k) diff += recorded[k] != output.data[k];
-      if (diff == 0) {
+      YuvFrame recorded(set.size);
+      recorded.data = ReadDump(set.imageout, output.data.size());
+      const FrameDiff d = CompareFrames(recorded, output);
+      if (d.differing == 0) {
         verdict = "identical";
         ++identical;
       } else {
-        verdict = std::to_string(diff) + " of " + std::to_string(recorded.size()) + " bytes differ";
+        verdict = std::to_string(d.differing) + " of " + std::to_string(d.bytes) +
+                  " bytes differ, largest difference " + std::to_string(d.max_diff) + ", PSNR " +
+                  PsnrText(d.psnr) + " dB (luma " + PsnrText(d.psnr_luma) + ", chroma " +
+                  PsnrText(d.psnr_chroma) + ")";
         ++differing;
       }
+      if (!o.diff_png.empty()) {
+        WritePng((fs::path(o.diff_png) / ("diff_" + tag + ".png")).string(),
+                 LumaDifferenceImage(recorded, output, kDiffGain));
+      }
+      entry.update({{"identical", d.differing == 0},
+                    {"differing_bytes", d.differing},
+                    {"bytes", d.bytes},
+                    {"max_diff", d.max_diff},
+                    {"psnr", PsnrJson(d.psnr)},
+                    {"psnr_luma", PsnrJson(d.psnr_luma)},
+                    {"psnr_chroma", PsnrJson(d.psnr_chroma)}});
     }
+    report["frames"].push_back(entry);
     std::printf("%s %s: blur %.3f ms, %s\n", ToString(set.size).c_str(),
                 set.stamp.empty() ? "(no stamp)" : set.stamp.c_str(), timing.blur_ms, verdict.c_str());
   }
-  std::printf("%zu frames replayed with F_number %d: %d identical, %d differ, %d without imageout\n",
-              frames.size(), o.f_number, identical, differing, unchecked);
-  return kExitOk;
+  report["summary"] = {{"frames", frames.size()},
+                       {"identical", identical},
+                       {"differ", differing},
+                       {"without_imageout", unchecked}};
+  if (!o.json.empty()) {
+    std::ofstream file(o.json);
+    file << report.dump(2) << "\n";
+    if (!file.flush()) throw InputError("--json: cannot write '" + o.json + "'");
+  }
+  std::printf("%zu frames replayed with F_number %d: %d identical, %d differ, %d without imageout%s\n",
+              frames.size(), o.f_number, identical, differing, unchecked,
+              differing > 0 ? ": the replay does NOT match the recording" : "");
+  return differing > 0 ? kExitLibraryFailure : kExitOk;
 }
 
 }  // namespace pbtool

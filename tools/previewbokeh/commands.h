@@ -21,15 +21,20 @@ struct DemoOptions {
 int RunDemo(const DemoOptions &options);
 
 struct RenderOptions {
-  std::string image;           // PNG, JPEG, raw .yuv/.nv21/.nv12, or a directory of images
+  std::string image;           // PNG, JPEG, .y4m, raw .yuv/.nv21/.nv12/.i420/.yv12, or a directory
   std::string size;            // raw input only
-  std::string format;          // raw input only: nv21 (default) or nv12
+  std::string format;          // raw input only: i420, yv12, nv12 or nv21 (default: extension, else nv21)
+  int stride = 0;              // raw input only: bytes per luma row; 0 = width
+  int scanlines = 0;           // raw input only: rows of the luma plane; 0 = height
+  int out_stride = 0;          // raw output only; 0 = width
+  int out_scanlines = 0;       // raw output only; 0 = height
+  std::string range = "limited";  // YUV range of PNG/JPEG input and output: limited or full
   std::string disparity;       // 8-bit PNG/JPEG, raw, disparity-frame file, or a directory
   std::string disparity_size;  // raw disparity only
   std::string focus;           // "X,Y"; default the frame centre
   int f_number = kDefaultFNumber;
   int ratio = 0;               // 0 = leave the property as the environment has it
-  std::string out;             // .png, .jpg, .yuv/.nv21/.nv12, or a directory for sequences
+  std::string out;             // .png, .jpg, .y4m, raw .yuv/.nv21/.nv12/.i420/.yv12, or a directory
   std::string weights_out;     // optional colour-mapped weight map (.png/.jpg)
   double scale_num = 0;        // 0 = default (see disparity.h)
   double scale_den = 0;
@@ -42,6 +47,9 @@ struct ReplayOptions {
   int f_number = kDefaultFNumber;
   std::string out_dir;  // default: dir
   bool png = false;     // also write each result as PNG
+  int ratio = 0;        // ratio property for the handle; 0 = leave the environment as it is
+  std::string diff_png;  // directory for amplified luma difference pictures; "" = none
+  std::string json;      // per-frame timings and comparisons as JSON; "" = none
 };
 int RunReplay(const ReplayOptions &options);
 

@@ -206,7 +206,54 @@ bool EncodeJpegInto(const std::string &path, const Image &image, int quality, st
   return true;
 }
 
+// Reads the JPEG header only; same error handling as DecodeJpegInto.
+bool ReadJpegSize(const std::vector<uint8_t> &bytes, int *width, int *height, std::string *error) {
+  jpeg_decompress_struct cinfo;
+  JpegError err;
+  cinfo.err = jpeg_std_error(&err.mgr);
+  err.mgr.error_exit = JpegErrorExit;
+  err.mgr.emit_message = JpegWarning;
+  err.message[0] = '\0';
+  err.warning[0] = '\0';
+  if (setjmp(err.jump)) {
+    jpeg_destroy_decompress(&cinfo);
+    *error = err.message;
+    return false;
+  }
+  jpeg_create_decompress(&cinfo);
+  jpeg_mem_src(&cinfo, bytes.data(), static_cast<unsigned long>(bytes.size()));
+  jpeg_read_header(&cinfo, TRUE);
+  *width = static_cast<int>(cinfo.image_width);
+  *height = static_cast<int>(cinfo.image_height);
+  jpeg_destroy_decompress(&cinfo);
+  return true;
+}
+
 }  // namespace
+
+void ReadImageSize(const std::string &path, int *width, int *height) {
+  const std::vector<uint8_t> bytes = ReadFileBytes(path);
+  if (LooksLikePng(bytes)) {
+    png_image png;
+    std::memset(&png, 0, sizeof png);
+    png.version = PNG_IMAGE_VERSION;
+    if (!png_image_begin_read_from_memory(&png, bytes.data(), bytes.size())) {
+      throw InputError(path + ": not a readable PNG (" + png.message + ")");
+    }
+    *width = static_cast<int>(png.width);
+    *height = static_cast<int>(png.height);
+    png_image_free(&png);
+    return;
+  }
+  if (LooksLikeJpeg(bytes)) {
+    std::string error;
+    if (!ReadJpegSize(bytes, width, height, &error)) {
+      throw InputError(path + ": cannot decode JPEG (" + error + ")");
+    }
+    return;
+  }
+  throw InputError(path + ": not a PNG or JPEG image");
+}
 
 Image DecodeImage(const std::vector<uint8_t> &bytes, int channels, const std::string &name) {
   if (LooksLikePng(bytes)) return DecodePng(bytes, channels, name);

@@ -39,6 +39,10 @@ Image DecodeImage(const std::vector<uint8_t> &bytes, int channels, const std::st
 // ReadFileBytes + DecodeImage.
 Image ReadImage(const std::string &path, int channels);
 
+// Width and height of a PNG or JPEG file from its header, without decoding
+// the pixels; throws InputError naming the file when it is neither.
+void ReadImageSize(const std::string &path, int *width, int *height);
+
 // Writes by extension: ".png", ".jpg"/".jpeg". Grey or RGB.
 void WriteImage(const std::string &path, const Image &image);
 void WritePng(const std::string &path, const Image &image);

@@ -27,45 +27,120 @@ std::vector<std::string> ListImages(const std::string &dir, const std::string &o
   return files;
 }
 
+namespace {
+
+bool IsImageExtension(const std::string &path) {
+  const std::string ext = LowerExtension(path);
+  return ext == ".png" || ext == ".jpg" || ext == ".jpeg";
+}
+
+// Options for raw input only, refused for `what` (an image, a directory, ...).
+void RefuseRawOptions(const FrameInputOptions &o, const std::string &what) {
+  if (!o.size.empty()) throw InputError("--size: only for raw input, not for " + what);
+  if (!o.format.empty()) throw InputError("--format: only for raw input, not for " + what);
+  if (o.stride != 0) throw InputError("--stride: only for raw input, not for " + what);
+  if (o.scanlines != 0) throw InputError("--scanlines: only for raw input, not for " + what);
+}
+
+std::string SizeText(int width, int height) {
+  return std::to_string(width) + "x" + std::to_string(height);
+}
+
+}  // namespace
+
 FrameSource::FrameSource(const std::string &path, const std::string &raw_size,
                          const std::string &raw_format)
-    : path_(path) {
+    : FrameSource(path, FrameInputOptions{raw_size, raw_format, 0, 0, ColourRange::kLimited}) {}
+
+FrameSource::FrameSource(const std::string &path, const FrameInputOptions &o)
+    : path_(path), range_(o.range) {
   std::error_code ec;
   if (fs::is_directory(path, ec)) {
-    if (!raw_size.empty()) throw InputError("--size: only for raw input, not for directory '" + path + "'");
-    files_ = ListImages(path, "--image");
-    count_ = static_cast<int>(files_.size());
-    first_ = RgbToYuv(ReadImage(files_[0], 3), YuvFormat::kNV21);
+    OpenDirectory(o);
+  } else if (LowerExtension(path) == ".y4m") {
+    OpenY4m(o);
+  } else if (IsRawYuvExtension(path) || (!IsImageExtension(path) && !o.size.empty())) {
+    OpenRaw(o);
+  } else {
+    RefuseRawOptions(o, "image '" + path + "'");
+    int w = 0, h = 0;
+    ReadImageSize(path, &w, &h);
+    CheckFrameSize({w, h}, path);
+    first_ = RgbToYuv(ReadImage(path, 3), YuvFormat::kNV21, range_);
     size_ = first_.size;
-    return;
+    count_ = 1;
   }
-  const std::string ext = LowerExtension(path);
-  const bool image_ext = ext == ".png" || ext == ".jpg" || ext == ".jpeg";
-  if (image_ext && !raw_size.empty()) {
-    throw InputError("--size: only for raw input, not for image '" + path + "'");
-  }
-  if (IsRawYuvExtension(path) || !raw_size.empty()) {
-    if (raw_size.empty()) throw InputError("--size: required for raw input '" + path + "'");
-    size_ = ParseSize(raw_size, "--size");
-    CheckFrameSize(size_, "--size");
-    format_ = raw_format.empty() ? FormatFromExtension(path, YuvFormat::kNV21)
-                                 : ParseYuvFormat(raw_format, "--format");
-    raw_ = std::fopen(path.c_str(), "rb");
-    if (!raw_) throw InputError(path + ": cannot open: " + std::strerror(errno));
-    const uintmax_t bytes = fs::file_size(path, ec);
-    const uintmax_t frame = YuvFrame::FrameBytes(size_);
-    if (ec || bytes == 0 || bytes % frame != 0) {
-      throw InputError(path + ": " + std::to_string(ec ? 0 : bytes) +
-                       " bytes is not a whole number of " + ToString(size_) + " frames (" +
-                       std::to_string(frame) + " bytes each)");
+  y4m_.size = size_;
+}
+
+void FrameSource::OpenDirectory(const FrameInputOptions &o) {
+  RefuseRawOptions(o, "directory '" + path_ + "'");
+  files_ = ListImages(path_, "--image");
+  count_ = static_cast<int>(files_.size());
+  // Every size from the headers first, so a sequence with one odd frame
+  // fails before anything is written.
+  int w = 0, h = 0;
+  ReadImageSize(files_[0], &w, &h);
+  size_ = {w, h};
+  CheckFrameSize(size_, files_[0]);
+  for (size_t i = 1; i < files_.size(); ++i) {
+    ReadImageSize(files_[i], &w, &h);
+    if (Size{w, h} != size_) {
+      throw InputError(files_[i] + ": size " + SizeText(w, h) + " does not match the first frame's " +
+                       ToString(size_) + " (" + files_[0] + ")");
     }
-    count_ = static_cast<int>(bytes / frame);
-    return;
   }
-  if (!raw_format.empty()) throw InputError("--format: only for raw input, not for '" + path + "'");
-  first_ = RgbToYuv(ReadImage(path, 3), YuvFormat::kNV21);
-  size_ = first_.size;
-  count_ = 1;
+  first_ = RgbToYuv(ReadImage(files_[0], 3), YuvFormat::kNV21, range_);
+}
+
+void FrameSource::OpenRaw(const FrameInputOptions &o) {
+  if (o.size.empty()) throw InputError("--size: required for raw input '" + path_ + "'");
+  size_ = ParseSize(o.size, "--size");
+  CheckFrameSize(size_, "--size");
+  YuvFormat by_extension = YuvFormat::kNV21;
+  const bool named = FormatOfExtension(path_, &by_extension);
+  layout_.format = by_extension;
+  if (!o.format.empty()) {
+    layout_.format = ParseYuvFormat(o.format, "--format");
+    if (named && layout_.format != by_extension) {
+      throw InputError("--format: " + std::string(FormatName(layout_.format)) +
+                       " conflicts with the extension of '" + path_ + "' (" +
+                       FormatName(by_extension) + ")");
+    }
+  }
+  layout_.stride = o.stride;
+  layout_.scanlines = o.scanlines;
+  layout_ = ResolveLayout(layout_, size_, "--stride", "--scanlines");
+  raw_ = std::fopen(path_.c_str(), "rb");
+  if (!raw_) throw InputError(path_ + ": cannot open: " + std::strerror(errno));
+  std::error_code ec;
+  const uintmax_t bytes = fs::file_size(path_, ec);
+  const uintmax_t frame = RawFrameBytes(layout_);
+  if (ec || bytes == 0 || bytes % frame != 0) {
+    std::string padding;
+    if (layout_.stride != size_.width || layout_.scanlines != size_.height) {
+      padding = " with stride " + std::to_string(layout_.stride) + " and scanlines " +
+                std::to_string(layout_.scanlines);
+    }
+    throw InputError(path_ + ": " + std::to_string(ec ? 0 : bytes) +
+                     " bytes is not a whole number of " + ToString(size_) + " " +
+                     FormatName(layout_.format) + " frames" + padding + " (" +
+                     std::to_string(frame) + " bytes each)");
+  }
+  count_ = static_cast<int>(bytes / frame);
+}
+
+void FrameSource::OpenY4m(const FrameInputOptions &o) {
+  const std::string what = "y4m input '" + path_ + "' (its header gives the layout)";
+  RefuseRawOptions(o, what);
+  Y4mIndex index = IndexY4m(path_);
+  y4m_ = index.header;
+  y4m_offsets_ = std::move(index.frame_offsets);
+  size_ = y4m_.size;
+  layout_ = ResolveLayout({YuvFormat::kI420, 0, 0}, size_, "--stride", "--scanlines");
+  count_ = static_cast<int>(y4m_offsets_.size());
+  raw_ = std::fopen(path_.c_str(), "rb");
+  if (!raw_) throw InputError(path_ + ": cannot open: " + std::strerror(errno));
 }
 
 FrameSource::~FrameSource() {
@@ -79,22 +154,26 @@ std::string FrameSource::Name(int i) const {
   return name;
 }
 
-YuvFrame FrameSource::Read(int i) {
-  if (raw_) {
-    YuvFrame frame(size_);
-    if (std::fread(frame.data.data(), 1, frame.data.size(), raw_) != frame.data.size()) {
-      throw InputError(path_ + ": cannot read frame " + std::to_string(i));
-    }
-    return frame;
+YuvFrame FrameSource::ReadRaw(uint64_t offset, int i) {
+  std::vector<uint8_t> bytes(RawFrameBytes(layout_));
+  if (std::fseek(raw_, static_cast<long>(offset), SEEK_SET) != 0 ||
+      std::fread(bytes.data(), 1, bytes.size(), raw_) != bytes.size()) {
+    throw InputError(path_ + ": cannot read frame " + std::to_string(i));
   }
+  return RawToFrame(bytes.data(), size_, layout_);
+}
+
+YuvFrame FrameSource::Read(int i) {
+  if (!y4m_offsets_.empty()) return ReadRaw(y4m_offsets_[static_cast<size_t>(i)], i);
+  if (raw_) return ReadRaw(static_cast<uint64_t>(i) * RawFrameBytes(layout_), i);
   if (i == 0) return first_;
   const std::string &file = files_[static_cast<size_t>(i)];
   const Image rgb = ReadImage(file, 3);
   if (rgb.width != size_.width || rgb.height != size_.height) {
-    throw InputError(file + ": size " + std::to_string(rgb.width) + "x" + std::to_string(rgb.height) +
+    throw InputError(file + ": size " + SizeText(rgb.width, rgb.height) +
                      " does not match the first frame's " + ToString(size_));
   }
-  return RgbToYuv(rgb, YuvFormat::kNV21);
+  return RgbToYuv(rgb, YuvFormat::kNV21, range_);
 }
 
 DisparityMap LoadDisparity(const std::string &path, const DisparityOptions &o) {

@@ -9,6 +9,7 @@
 
 #include "cli.h"
 #include "disparity.h"
+#include "y4m.h"
 #include "yuv.h"
 
 namespace pbtool {
@@ -16,10 +17,22 @@ namespace pbtool {
 // Sorted PNG/JPEG files of a directory; throws InputError when there are none.
 std::vector<std::string> ListImages(const std::string &dir, const std::string &option);
 
-// The frames of render's --image.
+// Options of render's --image besides the path ("" / 0 when not given).
+struct FrameInputOptions {
+  std::string size;    // --size: raw input only
+  std::string format;  // --format: raw input only
+  int stride = 0;      // --stride: raw input only
+  int scanlines = 0;   // --scanlines: raw input only
+  ColourRange range = ColourRange::kLimited;  // --range: RGB -> YUV of PNG/JPEG input
+};
+
+// The frames of render's --image: a PNG/JPEG image, a directory of them, a
+// raw YUV file or a y4m stream. Everything that can be checked without
+// decoding pixels is checked on construction: every frame size, whole frames,
+// options that do not fit the input.
 class FrameSource {
  public:
-  // raw_size / raw_format: the --size and --format values ("" when not given).
+  FrameSource(const std::string &path, const FrameInputOptions &options);
   FrameSource(const std::string &path, const std::string &raw_size, const std::string &raw_format);
   ~FrameSource();
   FrameSource(const FrameSource &) = delete;
@@ -27,22 +40,34 @@ class FrameSource {
 
   int count() const { return count_; }
   Size size() const { return size_; }
-  bool is_raw() const { return raw_ != nullptr; }
+  bool is_raw() const { return raw_ != nullptr && y4m_offsets_.empty(); }
+  bool is_y4m() const { return !y4m_offsets_.empty(); }
   bool is_sequence() const { return count_ > 1 || !files_.empty(); }
-  YuvFormat format() const { return format_; }
+  // Layout of the input: the raw format, I420 for y4m, NV21 for images.
+  YuvFormat format() const { return layout_.format; }
+  // The y4m input's header, or defaults (30:1 frames per second) of the frame size.
+  const Y4mHeader &y4m_header() const { return y4m_; }
   // Name of frame i for output files ("frame_00001" or the image's stem).
   std::string Name(int i) const;
-  // Reads frame i (in order) in the library's layout.
+  // Reads frame i (in order) in the library's layout: packed NV21.
   YuvFrame Read(int i);
 
  private:
+  void OpenDirectory(const FrameInputOptions &o);
+  void OpenRaw(const FrameInputOptions &o);
+  void OpenY4m(const FrameInputOptions &o);
+  YuvFrame ReadRaw(uint64_t offset, int i);
+
   std::string path_;
-  std::vector<std::string> files_;  // directory input
-  std::FILE *raw_ = nullptr;        // raw input
-  YuvFormat format_ = YuvFormat::kNV21;
+  ColourRange range_ = ColourRange::kLimited;
+  std::vector<std::string> files_;       // directory input
+  std::FILE *raw_ = nullptr;             // raw or y4m input
+  std::vector<uint64_t> y4m_offsets_;    // y4m input: where each frame's samples start
+  RawLayout layout_;                     // resolved for raw and y4m input
+  Y4mHeader y4m_;
   Size size_;
   int count_ = 0;
-  YuvFrame first_;  // the first image, decoded while checking the size
+  YuvFrame first_;  // the first image, decoded while checking the input
 };
 
 // Values of the disparity options.

@@ -43,10 +43,26 @@ int main(int argc, char **argv) {
   RenderOptions render;
   CLI::App *render_cmd = app.add_subcommand("render", "Blur a frame or a sequence with a disparity map");
   render_cmd->add_option("--image", render.image,
-                         "Input: PNG, JPEG, raw .yuv/.nv21/.nv12 (with --size), or a directory of images")
+                         "Input: PNG, JPEG, .y4m, raw .yuv/.nv21/.nv12/.i420/.yv12 (with --size), "
+                         "or a directory of images")
       ->required();
   render_cmd->add_option("--size", render.size, "Frame size WxH of raw input");
-  render_cmd->add_option("--format", render.format, "Chroma order of raw input: nv21 or nv12");
+  render_cmd->add_option("--format", render.format,
+                         "Layout of raw input: i420, yv12, nv12 or nv21 (default: the extension's, "
+                         ".yuv = nv21)");
+  render_cmd->add_option("--stride", render.stride,
+                         "Raw input: bytes per luma row (>= width; chroma rows: stride for nv12/nv21, "
+                         "stride/2 for i420/yv12; default: width)");
+  render_cmd->add_option("--scanlines", render.scanlines,
+                         "Raw input: rows of the luma plane (>= height, even; chroma planes start after "
+                         "them and have scanlines/2 rows; default: height)");
+  render_cmd->add_option("--out-stride", render.out_stride, "Raw output: bytes per luma row (default: width)");
+  render_cmd->add_option("--out-scanlines", render.out_scanlines,
+                         "Raw output: rows of the luma plane (default: height)");
+  render_cmd->add_option("--range", render.range,
+                         "YUV range of the RGB conversion of PNG/JPEG input and output: limited "
+                         "(BT.601 16..235) or full (0..255)")
+      ->capture_default_str();
   render_cmd->add_option("--disparity", render.disparity,
                          "8-bit disparity: PNG/JPEG, raw (with --disparity-size), a disparity-frame "
                          "file (68-byte header + samples), or a directory of maps")
@@ -57,7 +73,8 @@ int main(int argc, char **argv) {
   render_cmd->add_option("--ratio", render.ratio,
                          "Reduced-resolution ratio property 1, 2, 4, 6 or 8 (default: environment)");
   render_cmd->add_option("--out", render.out,
-                         "Output: .png, .jpg, .yuv/.nv21/.nv12, or a directory for sequences")
+                         "Output: .png, .jpg, .y4m, raw .yuv/.nv21/.nv12/.i420/.yv12 (default layout: "
+                         "the input's), or a directory for sequences")
       ->required();
   render_cmd->add_option("--weights-out", render.weights_out, "Also write the first weight map, colour-mapped");
   render_cmd->add_option("--scale-num", render.scale_num,
@@ -73,6 +90,12 @@ int main(int argc, char **argv) {
   replay_cmd->add_option("--fnumber", replay.f_number, "F_number 1..20")->capture_default_str();
   replay_cmd->add_option("--out", replay.out_dir, "Directory for the results (default: the dump directory)");
   replay_cmd->add_flag("--png", replay.png, "Also write each result as PNG");
+  replay_cmd->add_option("--ratio", replay.ratio,
+                         "Reduced-resolution ratio property 1, 2, 4, 6 or 8 for the handle (default: "
+                         "environment); a recording made with a ratio replays only with that ratio");
+  replay_cmd->add_option("--diff-png", replay.diff_png,
+                         "Directory for a grey picture per compared frame: |luma difference| x 16");
+  replay_cmd->add_option("--json", replay.json, "Write per-frame timings and comparisons to this JSON file");
 
   BenchOptions bench;
   CLI::App *bench_cmd = app.add_subcommand("bench", "Per-frame timings of the weight engine and the blur");
