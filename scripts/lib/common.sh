@@ -9,7 +9,7 @@ PB_TEST_PACKAGES=(
   cmake ninja-build g++ pkg-config
   libgtest-dev googletest libgmock-dev libbenchmark-dev libsimde-dev
   g++-aarch64-linux-gnu qemu-user
-  libcli11-dev libpng-dev libjpeg62-turbo-dev libyuv-dev
+  libcli11-dev libpng-dev libjpeg62-turbo-dev libyuv-dev nlohmann-json3-dev
   clang libclang-rt-14-dev binutils
 )
 
@@ -17,7 +17,7 @@ PB_TEST_PACKAGES=(
 # Packages for a host Release build of the library and the command-line tool.
 PB_DEMO_PACKAGES=(
   cmake ninja-build g++ pkg-config libsimde-dev
-  libcli11-dev libpng-dev libjpeg62-turbo-dev libyuv-dev
+  libcli11-dev libpng-dev libjpeg62-turbo-dev libyuv-dev nlohmann-json3-dev
 )
 
 pb_note() { printf '== %s\n' "$*"; }

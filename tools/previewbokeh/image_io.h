@@ -39,8 +39,11 @@ Image DecodeImage(const std::vector<uint8_t> &bytes, int channels, const std::st
 // ReadFileBytes + DecodeImage.
 Image ReadImage(const std::string &path, int channels);
 
+// JPEG quality of written .jpg files unless --jpeg-quality says otherwise.
+constexpr int kDefaultJpegQuality = 90;
+
 // Writes by extension: ".png", ".jpg"/".jpeg". Grey or RGB.
-void WriteImage(const std::string &path, const Image &image);
+void WriteImage(const std::string &path, const Image &image, int jpeg_quality = kDefaultJpegQuality);
 void WritePng(const std::string &path, const Image &image);
 void WriteJpeg(const std::string &path, const Image &image, int quality);
 

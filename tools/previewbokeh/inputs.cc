@@ -11,6 +11,16 @@
 namespace fs = std::filesystem;
 
 namespace pbtool {
+namespace {
+
+// An image file as a frame; its size must be a valid frame size.
+YuvFrame ReadFrameImage(const std::string &file) {
+  const Image rgb = ReadImage(file, 3);
+  CheckFrameSize({rgb.width, rgb.height}, file);
+  return RgbToYuv(rgb, YuvFormat::kNV21);
+}
+
+}  // namespace
 
 std::vector<std::string> ListImages(const std::string &dir, const std::string &option) {
   std::vector<std::string> files;
@@ -35,7 +45,7 @@ FrameSource::FrameSource(const std::string &path, const std::string &raw_size,
     if (!raw_size.empty()) throw InputError("--size: only for raw input, not for directory '" + path + "'");
     files_ = ListImages(path, "--image");
     count_ = static_cast<int>(files_.size());
-    first_ = RgbToYuv(ReadImage(files_[0], 3), YuvFormat::kNV21);
+    first_ = ReadFrameImage(files_[0]);
     size_ = first_.size;
     return;
   }
@@ -63,7 +73,7 @@ FrameSource::FrameSource(const std::string &path, const std::string &raw_size,
     return;
   }
   if (!raw_format.empty()) throw InputError("--format: only for raw input, not for '" + path + "'");
-  first_ = RgbToYuv(ReadImage(path, 3), YuvFormat::kNV21);
+  first_ = ReadFrameImage(path);
   size_ = first_.size;
   count_ = 1;
 }
