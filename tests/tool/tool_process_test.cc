@@ -249,7 +249,7 @@ TEST_F(ToolTest, BadInputGivesOneMessageAndStatus2) {
       {RenderArgs("notes.txt", kDisp, "o.png"), "notes.txt", "not a PNG or JPEG"},
       {RenderArgs(kIn, "big.png", "o.png"), "big.png", "larger than the frame"},
       {RenderArgs(kIn, "colour.png", "o.png"), "colour.png", "greyscale"},
-      {RenderArgs("odd.png", kDisp, "o.png"), "image", "odd"},
+      {RenderArgs("odd.png", kDisp, "o.png"), "odd.png", "odd"},
       {RenderArgs("short.nv21", kDisp, "o.png", {"--size", "320x240"}), "short.nv21", "whole number"},
       {RenderArgs("short.nv21", kDisp, "o.png"), "--size", "required"},
       {RenderArgs(kIn, kDisp, "o.bmp"), "--out", "extension"},
