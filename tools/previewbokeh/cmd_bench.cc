@@ -1,11 +1,17 @@
 // bench: per-frame timings of the weight engine and of the blur on the demo scene.
 #include <cstdio>
+#include <string>
+#include <vector>
 
 #include "commands.h"
 #include "console.h"
+#include "dump_recording.h"
 #include "errors.h"
+#include "output_plan.h"
 #include "pipeline.h"
+#include "ratio_choice.h"
 #include "scene.h"
+#include "timing_json.h"
 #include "yuv.h"
 
 namespace pbtool {
@@ -18,6 +24,19 @@ int RunBench(const BenchOptions &o) {
   if (o.frames < 1 || o.frames > 100000) {
     throw InputError("--frames: " + std::to_string(o.frames) + " is outside 1..100000");
   }
+  if (o.ratio > 1) {
+    const std::string problem = RatioSizeProblem(size, o.ratio);
+    if (!problem.empty()) throw InputError("--ratio: " + problem);
+  }
+  OutputPlan plan;
+  if (!o.json.empty()) plan.AddOutputFile(o.json, "--json");
+  plan.Check(o.force);
+  OutputCleanup cleanup(plan);
+  std::vector<std::string> warnings, dump_dirs;
+  const DumpRecording dumps(&warnings, &dump_dirs);
+  for (const std::string &d : dump_dirs) cleanup.AddCreatedDirectory(d);
+  for (const std::string &w : warnings) std::fprintf(ToolErr(), "previewbokeh: warning: %s\n", w.c_str());
+  const RatioChoice ratio = ChooseRatio(size, o.ratio);
   const Scene scene = MakeDemoScene(size);
   const YuvFrame input = RgbToYuv(scene.rgb, YuvFormat::kNV21);
   const std::vector<uint8_t> disparity = BuildDisparityFrame(scene.disparity);
@@ -44,12 +63,30 @@ int RunBench(const BenchOptions &o) {
     progress.Update(i + 1);
   }
   progress.Finish();
-  std::printf("bench %s, disparity %s, %d frames, F_number %d%s\n", ToString(size).c_str(),
-              ToString(scene.layout.disparity).c_str(), o.frames, o.f_number,
-              o.ratio ? (", ratio property " + std::to_string(o.ratio)).c_str() : "");
+  if (!o.json.empty()) {
+    const nlohmann::json doc = {
+        {"command", "bench"},
+        {"frame_size", ToString(size)},
+        {"disparity_size", ToString(scene.layout.disparity)},
+        {"ratio", ratio.used},
+        {"f_number", o.f_number},
+        {"frames", FramesToJson(0, {}, weight_ms, blur_ms)},
+        {"summary",
+         {{"weights", StatsToJson(Summarise(weight_ms))},
+          {"blur", StatsToJson(Summarise(blur_ms))},
+          {"frame", StatsToJson(Summarise(frame_ms))}}},
+    };
+    WriteJsonFile(o.json, doc);
+  }
+  cleanup.Commit();
+  std::printf("bench %s, disparity %s, %d frames, F_number %d, %s\n", ToString(size).c_str(),
+              ToString(scene.layout.disparity).c_str(), o.frames, o.f_number, DescribeRatio(ratio).c_str());
   std::printf("%s\n", FormatStats("weights", Summarise(weight_ms)).c_str());
   std::printf("%s\n", FormatStats("blur", Summarise(blur_ms)).c_str());
   std::printf("%s\n", FormatStats("frame", Summarise(frame_ms)).c_str());
+  if (dumps.active()) {
+    std::printf("%d dump files written to %s\n", dumps.CountWritten(), dumps.directory().c_str());
+  }
   return kExitOk;
 }
 

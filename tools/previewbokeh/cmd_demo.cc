@@ -4,11 +4,15 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "commands.h"
 #include "console.h"
 #include "errors.h"
+#include "dump_recording.h"
 #include "pipeline.h"
+#include "ratio_choice.h"
 #include "scene.h"
 #include "visual.h"
 #include "yuv.h"
@@ -35,6 +39,9 @@ int RunDemo(const DemoOptions &o) {
   CheckFNumber(o.f_number, "--fnumber");
   if (o.ratio != 0) CheckRatio(o.ratio, "--ratio");
   if (o.comparison_width < 0) throw InputError("--comparison-width: must not be negative");
+  std::vector<std::string> warnings, dump_dirs;
+  const DumpRecording dumps(&warnings, &dump_dirs);
+  for (const std::string &w : warnings) std::fprintf(ToolErr(), "previewbokeh: warning: %s\n", w.c_str());
   CreateDirectory(o.out_dir, "--out");
   const std::filesystem::path dir(o.out_dir);
 
@@ -60,7 +67,7 @@ int RunDemo(const DemoOptions &o) {
 
   t = NowMs();
   BokehRenderer renderer(size, 1);
-  Stage("iBokehInit", NowMs() - t);
+  Stage("iBokehInit (ratio 1)", NowMs() - t);
   YuvFrame output;
   BokehRenderer::Timing timing;
   renderer.Render(input, weights, o.f_number, scene.layout.focus, &output, &timing);
@@ -70,12 +77,15 @@ int RunDemo(const DemoOptions &o) {
   // The reduced-resolution path, when the library honours the ratio property:
   // a library without it renders at full resolution, byte for byte the same.
   std::unique_ptr<YuvFrame> reduced;
-  if (o.ratio > 1) {
+  const RatioChoice second = ChooseRatio(size, o.ratio);
+  if (o.ratio > 1 && second.used != o.ratio) {
+    std::printf("  ratio %d not used: %s; output-r%d.png skipped\n", o.ratio, second.reason.c_str(), o.ratio);
+  } else if (o.ratio > 1) {
     try {
       BokehRenderer small(size, o.ratio);
       auto frame = std::make_unique<YuvFrame>();
       small.Render(input, weights, o.f_number, scene.layout.focus, frame.get(), &timing);
-      const std::string label = "iBokehBlurImage (ratio " + std::to_string(o.ratio) + ")";
+      const std::string label = "iBokehBlurImage (" + DescribeRatio(second) + ")";
       Stage(label.c_str(), timing.blur_ms);
       if (frame->data != output.data) {
         reduced = std::move(frame);
@@ -109,6 +119,9 @@ int RunDemo(const DemoOptions &o) {
   Stage("PNG files", NowMs() - t);
   std::printf("wrote %s/{input,disparity,weights,output,comparison}.png%s\n", o.out_dir.c_str(),
               reduced ? (" and output-r" + std::to_string(o.ratio) + ".png").c_str() : "");
+  if (dumps.active()) {
+    std::printf("%d dump files written to %s\n", dumps.CountWritten(), dumps.directory().c_str());
+  }
   return kExitOk;
 }
 

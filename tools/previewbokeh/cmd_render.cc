@@ -4,20 +4,41 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "commands.h"
 #include "console.h"
+#include "dump_recording.h"
 #include "errors.h"
+#include "fill_holes.h"
+#include "focus_track.h"
 #include "frame_sink.h"
 #include "image_io.h"
 #include "inputs.h"
+#include "interrupt.h"
+#include "option_checks.h"
+#include "output_plan.h"
 #include "pipeline.h"
+#include "ratio_choice.h"
+#include "timing_json.h"
 #include "visual.h"
+#include "weights_sink.h"
 #include "yuv.h"
 
 namespace fs = std::filesystem;
 
 namespace pbtool {
+namespace {
+
+// The path a directory output gives frame `name`.
+std::string FrameOutputFile(const std::string &dir, const std::string &name) {
+  return (fs::path(dir) / (name + ".png")).string();
+}
+
+void Warn(const std::string &message) { std::fprintf(ToolErr(), "previewbokeh: warning: %s\n", message.c_str()); }
+
+}  // namespace
 
 int RunRender(const RenderOptions &o) {
   if (o.image.empty()) throw InputError("--image: required");
@@ -25,6 +46,10 @@ int RunRender(const RenderOptions &o) {
   if (o.out.empty()) throw InputError("--out: required");
   CheckFNumber(o.f_number, "--fnumber");
   CheckRatio(o.ratio, "--ratio");
+  CheckJpegQuality(o.jpeg_quality, "--jpeg-quality");
+  if (o.scale_num) CheckScaleFactor(*o.scale_num, "--scale-num");
+  if (o.scale_den) CheckScaleFactor(*o.scale_den, "--scale-den");
+  if (o.ref_width) CheckRefWidth(*o.ref_width, "--ref-width");
 
   FrameInputOptions input;
   input.size = o.size;
@@ -36,23 +61,62 @@ int RunRender(const RenderOptions &o) {
   const Size size = source.size();
   const bool sequence = source.is_sequence();
   const OutKind out_kind = ClassifyOut(o.out, sequence);
+  const int total = source.count();
+  if (o.start < 0 || o.start >= total) {
+    throw InputError("--start: " + std::to_string(o.start) + " is outside 0.." + std::to_string(total - 1) +
+                     " ('" + o.image + "' has " + std::to_string(total) + " frames)");
+  }
+  const int count = o.count ? *o.count : total - o.start;
+  if (count < 1 || count > total - o.start) {
+    throw InputError("--count: " + std::to_string(count) + " is outside 1.." + std::to_string(total - o.start) +
+                     " ('" + o.image + "' has " + std::to_string(total) + " frames from 0, starting at " +
+                     std::to_string(o.start) + ")");
+  }
+  if (o.ratio > 1) {
+    const std::string problem = RatioSizeProblem(size, o.ratio);
+    if (!problem.empty()) throw InputError("--ratio: " + problem);
+  }
 
-  DisparityOptions dopt{o.disparity, o.disparity_size, o.scale_num, o.scale_den, o.ref_width};
+  // Disparity maps: each one of the frames to render is loaded and checked now.
+  DisparityOptions dopt{o.disparity, o.disparity_size, o.scale_num.value_or(kDefaultScaleNumerator),
+                        o.scale_den.value_or(kDefaultScaleDenominator), o.ref_width.value_or(0)};
   std::vector<std::string> disparity_files;
   std::error_code ec;
-  if (fs::is_directory(o.disparity, ec)) {
+  const bool disparity_dir = fs::is_directory(o.disparity, ec);
+  if (disparity_dir) {
     disparity_files = ListImages(o.disparity, "--disparity");
-    if (static_cast<int>(disparity_files.size()) != source.count()) {
+    if (static_cast<int>(disparity_files.size()) != total) {
       throw InputError("--disparity: '" + o.disparity + "' holds " +
-                       std::to_string(disparity_files.size()) + " maps for " +
-                       std::to_string(source.count()) + " frames");
+                       std::to_string(disparity_files.size()) + " maps for " + std::to_string(total) +
+                       " frames");
     }
   } else {
     disparity_files.push_back(o.disparity);
   }
-  DisparityMap disparity = LoadDisparity(disparity_files[0], dopt);
-  CheckDisparityFits(disparity, size, disparity_files[0]);
+  auto disparity_for = [&](int frame) -> const std::string & {
+    return disparity_files[disparity_dir ? static_cast<size_t>(frame) : 0];
+  };
+  auto load_disparity = [&](int frame) {
+    DisparityMap map = LoadDisparity(disparity_for(frame), dopt);
+    if (o.fill_holes) FillDisparityHoles(&map.samples);
+    return map;
+  };
+  DisparityMap disparity = load_disparity(o.start);
+  CheckDisparityFits(disparity, size, disparity_for(o.start));
   const Size dsize{disparity.samples.width, disparity.samples.height};
+  if (disparity_dir) {
+    for (int i = o.start + 1; i < o.start + count; ++i) {
+      const DisparityMap map = LoadDisparity(disparity_for(i), dopt);
+      if (map.samples.width != dsize.width || map.samples.height != dsize.height) {
+        throw InputError(disparity_for(i) + ": disparity size " + std::to_string(map.samples.width) + "x" +
+                         std::to_string(map.samples.height) + " does not match the first map's " +
+                         ToString(dsize));
+      }
+    }
+  }
+  std::vector<std::string> warnings;
+  const std::string aspect = AspectWarning(size, dsize, disparity_for(o.start));
+  if (!aspect.empty()) warnings.push_back(aspect);
 
   Point focus{size.width / 2, size.height / 2};
   if (!o.focus.empty()) {
@@ -61,56 +125,149 @@ int RunRender(const RenderOptions &o) {
       throw InputError("--focus: " + o.focus + " is outside the " + ToString(size) + " frame");
     }
   }
+  std::vector<FocusKey> track;
+  if (!o.focus_track.empty()) track = LoadFocusTrack(o.focus_track, total, size);
+  const std::vector<FrameFocus> frame_focus = ExpandFocusTrack(track, total, {focus, o.f_number});
 
+  WeightsKind weights_kind = WeightsKind::kImage;
+  if (!o.weights_out.empty()) weights_kind = ClassifyWeightsOut(o.weights_out, sequence);
+
+  // Every file this run reads and writes, checked before anything is written.
+  OutputPlan plan;
+  std::vector<std::string> image_files;  // of a directory input, in frame order
+  if (fs::is_directory(o.image, ec)) {
+    plan.AddInputDirectory(o.image, "--image");
+    image_files = ListImages(o.image, "--image");
+    for (const std::string &f : image_files) plan.AddInputFile(f, "--image");
+  } else {
+    plan.AddInputFile(o.image, "--image");
+  }
+  if (disparity_dir) plan.AddInputDirectory(o.disparity, "--disparity");
+  for (const std::string &f : disparity_files) plan.AddInputFile(f, "--disparity");
+  if (!o.focus_track.empty()) plan.AddInputFile(o.focus_track, "--focus-track");
+  auto frame_label = [&](const std::string &option, int i) {
+    if (static_cast<size_t>(i) < image_files.size()) {
+      return option + " (frame '" + image_files[static_cast<size_t>(i)] + "')";
+    }
+    return option + " (frame " + std::to_string(i) + ")";
+  };
+  if (out_kind == OutKind::kDirectory) {
+    plan.AddOutputDirectory(o.out, "--out");
+    for (int i = o.start; i < o.start + count; ++i) {
+      plan.AddOutputFile(FrameOutputFile(o.out, source.Name(i)), frame_label("--out", i));
+    }
+  } else {
+    plan.AddOutputFile(o.out, "--out");
+  }
+  if (!o.weights_out.empty()) {
+    if (weights_kind == WeightsKind::kDirectory) {
+      plan.AddOutputDirectory(o.weights_out, "--weights-out");
+      for (int i = o.start; i < o.start + count; ++i) {
+        plan.AddOutputFile(WeightsFileFor(o.weights_out, weights_kind, source.Name(i)),
+                           frame_label("--weights-out", i));
+      }
+    } else {
+      plan.AddOutputFile(o.weights_out, "--weights-out");
+    }
+  }
+  if (!o.json.empty()) plan.AddOutputFile(o.json, "--json");
+  if (!o.library_log.empty() && o.library_log != "-") {
+    plan.AddOutputFile(o.library_log, "--library-log", /*replaceable=*/true);
+  }
+  plan.Check(o.force);
+
+  OutputCleanup cleanup(plan);
+  std::vector<std::string> dump_dirs;
+  const DumpRecording dumps(&warnings, &dump_dirs);
+  for (const std::string &d : dump_dirs) cleanup.AddCreatedDirectory(d);
+  RedirectLibraryLog(o.library_log);
+  for (const std::string &w : warnings) Warn(w);
+  const RatioChoice ratio = ChooseRatio(size, o.ratio);
+
+  InterruptScope interrupt;
   FrameSinkOptions sink_options;
   sink_options.input_format = source.format();
   sink_options.stride = o.out_stride;
   sink_options.scanlines = o.out_scanlines;
   sink_options.range = input.range;
   sink_options.y4m = source.y4m_header();
+  sink_options.jpeg_quality = o.jpeg_quality;
   FrameSink sink(o.out, out_kind, sink_options);
+  std::unique_ptr<WeightsSink> weights_sink;
+  if (!o.weights_out.empty()) {
+    weights_sink = std::make_unique<WeightsSink>(o.weights_out, weights_kind, size, o.jpeg_quality);
+  }
   WeightEngine engine(size, dsize);
   BokehRenderer renderer(size, o.ratio);
   std::vector<double> weight_ms, blur_ms;
+  std::vector<std::string> names;
   std::vector<uint16_t> weights;
   std::vector<uint8_t> disparity_frame = BuildDisparityFrame(disparity);
-  Progress progress("render", source.count());
+  // Raw input is read in order: step over the frames before --start.
+  for (int i = 0; i < o.start && source.is_raw(); ++i) source.Read(i);
+  Progress progress("render", count);
   const double start = NowMs();
-  for (int i = 0; i < source.count(); ++i) {
+  int done = 0;
+  for (; done < count && !InterruptScope::Requested(); ++done) {
+    const int i = o.start + done;
     const YuvFrame frame = source.Read(i);
-    if (i > 0 && disparity_files.size() > 1) {
-      disparity = LoadDisparity(disparity_files[static_cast<size_t>(i)], dopt);
-      if (disparity.samples.width != dsize.width || disparity.samples.height != dsize.height) {
-        throw InputError(disparity_files[static_cast<size_t>(i)] + ": disparity size " +
-                         std::to_string(disparity.samples.width) + "x" +
-                         std::to_string(disparity.samples.height) +
-                         " does not match the first map's " + ToString(dsize));
-      }
-      disparity_frame = BuildDisparityFrame(disparity);
-    }
+    if (done > 0 && disparity_dir) disparity_frame = BuildDisparityFrame(load_disparity(i));
+    const FrameFocus &ff = frame_focus[static_cast<size_t>(i)];
     double t = NowMs();
-    engine.Compute(disparity_frame, o.f_number, focus, &weights);
+    engine.Compute(disparity_frame, ff.f_number, ff.focus, &weights);
     weight_ms.push_back(NowMs() - t);
-    if (i == 0 && !o.weights_out.empty()) WriteImage(o.weights_out, ColourMapWeights(weights.data(), size));
+    if (weights_sink) weights_sink->Write(weights, source.Name(i));
     YuvFrame out;
     BokehRenderer::Timing timing;
-    renderer.Render(frame, weights, o.f_number, focus, &out, &timing);
+    renderer.Render(frame, weights, ff.f_number, ff.focus, &out, &timing);
     blur_ms.push_back(timing.set_weights_ms + timing.blur_ms);
     sink.Write(out, source.Name(i));
-    progress.Update(i + 1);
+    names.push_back(source.Name(i));
+    progress.Update(done + 1);
   }
   sink.Finish();
+  if (weights_sink) weights_sink->Finish();
   progress.Finish();
-  const double total = NowMs() - start;
+  const double total_ms = NowMs() - start;
+  const bool interrupted = done < count;
+
+  if (!o.json.empty()) {
+    nlohmann::json doc = {
+        {"command", "render"},
+        {"image", o.image},
+        {"out", o.out},
+        {"frame_size", ToString(size)},
+        {"disparity_size", ToString(dsize)},
+        {"ratio", ratio.used},
+        {"frames_rendered", done},
+        {"frames_asked", count},
+        {"interrupted", interrupted},
+        {"total_ms", total_ms},
+        {"frames", FramesToJson(o.start, names, weight_ms, blur_ms)},
+        {"summary", {{"weights", StatsToJson(Summarise(weight_ms))}, {"blur", StatsToJson(Summarise(blur_ms))}}},
+    };
+    WriteJsonFile(o.json, doc);
+  }
+  cleanup.Commit();
+
   if (sequence) {
-    std::printf("%d frames %s -> %s in %.1f ms: %.2f frames per second\n", source.count(),
-                ToString(size).c_str(), o.out.c_str(), total, source.count() * 1000.0 / total);
+    std::printf("%d frames %s -> %s in %.1f ms: %.2f frames per second, %s\n", done,
+                ToString(size).c_str(), o.out.c_str(), total_ms,
+                total_ms > 0 ? done * 1000.0 / total_ms : 0.0, DescribeRatio(ratio).c_str());
     std::printf("%s\n%s\n", FormatStats("weights", Summarise(weight_ms)).c_str(),
                 FormatStats("blur", Summarise(blur_ms)).c_str());
-  } else {
-    std::printf("%s -> %s (%s, disparity %s, focus %d,%d, F_number %d): weights %.3f ms, blur %.3f ms\n",
+  } else if (done == 1) {
+    const FrameFocus &ff = frame_focus[0];
+    std::printf("%s -> %s (%s, disparity %s, focus %d,%d, F_number %d, %s): weights %.3f ms, blur %.3f ms\n",
                 o.image.c_str(), o.out.c_str(), ToString(size).c_str(), ToString(dsize).c_str(),
-                focus.x, focus.y, o.f_number, weight_ms[0], blur_ms[0]);
+                ff.focus.x, ff.focus.y, ff.f_number, DescribeRatio(ratio).c_str(), weight_ms[0], blur_ms[0]);
+  }
+  if (dumps.active()) {
+    std::printf("%d dump files written to %s\n", dumps.CountWritten(), dumps.directory().c_str());
+  }
+  if (interrupted) {
+    std::fprintf(ToolErr(), "previewbokeh: interrupted after %d of %d frames\n", done, count);
+    return kExitInterrupted;
   }
   return kExitOk;
 }

@@ -3,7 +3,10 @@
 #ifndef PREVIEWBOKEH_TOOL_COMMANDS_H_
 #define PREVIEWBOKEH_TOOL_COMMANDS_H_
 
+#include <optional>
 #include <string>
+
+#include "image_io.h"
 
 namespace pbtool {
 
@@ -35,10 +38,18 @@ struct RenderOptions {
   int f_number = kDefaultFNumber;
   int ratio = 0;               // 0 = leave the property as the environment has it
   std::string out;             // .png, .jpg, .y4m, raw .yuv/.nv21/.nv12/.i420/.yv12, or a directory
-  std::string weights_out;     // optional colour-mapped weight map (.png/.jpg)
-  double scale_num = 0;        // 0 = default (see disparity.h)
-  double scale_den = 0;
-  int ref_width = 0;           // 0 = disparity width
+  std::string weights_out;     // weight maps: .png/.jpg, .w16/.raw, or a directory for sequences
+  std::optional<double> scale_num;  // absent: default (see disparity.h)
+  std::optional<double> scale_den;
+  std::optional<int> ref_width;     // absent: disparity width
+  int start = 0;                    // first frame of a sequence to render
+  std::optional<int> count;         // frames to render; absent: to the end
+  std::string focus_track;          // CSV of frame,x,y[,F_number]
+  std::string json;                 // timings as JSON
+  int jpeg_quality = kDefaultJpegQuality;  // for .jpg outputs
+  bool fill_holes = false;          // 0 disparity samples take the nearest valid value
+  bool force = false;               // overwrite existing outputs (never inputs)
+  std::string library_log;          // the global --library-log, opened once outputs are checked
 };
 int RunRender(const RenderOptions &options);
 
@@ -58,6 +69,8 @@ struct BenchOptions {
   int frames = 50;
   int ratio = 0;
   int f_number = kDefaultFNumber;
+  std::string json;  // timings as JSON
+  bool force = false;
 };
 int RunBench(const BenchOptions &options);
 

@@ -1,6 +1,7 @@
 #include "console.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,11 +15,13 @@ namespace pbtool {
 namespace {
 
 std::FILE *g_tool_err = nullptr;
+std::string g_created_log;  // the --library-log file when this run created it
 
 }  // namespace
 
 void RedirectLibraryLog(const std::string &target) {
   if (target == "-" || g_tool_err) return;
+  if (!target.empty() && access(target.c_str(), F_OK) != 0) g_created_log = target;
   const int fd = target.empty() ? open("/dev/null", O_WRONLY | O_CLOEXEC)
                                 : open(target.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
   if (fd < 0) throw InputError("--library-log: cannot open '" + target + "': " + std::strerror(errno));
@@ -34,6 +37,16 @@ void RedirectLibraryLog(const std::string &target) {
   close(fd);
   setvbuf(stream, nullptr, _IOLBF, 0);
   g_tool_err = stream;
+}
+
+void RemoveEmptyLibraryLog() {
+  if (g_created_log.empty()) return;
+  struct stat st {};
+  std::fflush(stderr);
+  if (stat(g_created_log.c_str(), &st) == 0 && S_ISREG(st.st_mode) && st.st_size == 0) {
+    unlink(g_created_log.c_str());
+  }
+  g_created_log.clear();
 }
 
 std::FILE *ToolErr() { return g_tool_err ? g_tool_err : stderr; }

@@ -14,6 +14,10 @@ namespace pbtool {
 // them, "-" leaves them on stderr, anything else is a file to write them to.
 void RedirectLibraryLog(const std::string &target);
 
+// Removes the --library-log file when this run created it and nothing was
+// written to it (a run that failed before the library logged anything).
+void RemoveEmptyLibraryLog();
+
 // The tool's own error/progress stream (the original stderr).
 std::FILE *ToolErr();
 

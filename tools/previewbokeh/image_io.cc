@@ -292,12 +292,12 @@ void WriteJpeg(const std::string &path, const Image &image, int quality) {
   }
 }
 
-void WriteImage(const std::string &path, const Image &image) {
+void WriteImage(const std::string &path, const Image &image, int jpeg_quality) {
   const std::string ext = LowerExtension(path);
   if (ext == ".png") {
     WritePng(path, image);
   } else if (ext == ".jpg" || ext == ".jpeg") {
-    WriteJpeg(path, image, 95);
+    WriteJpeg(path, image, jpeg_quality);
   } else {
     throw InputError(path + ": unknown image extension '" + ext + "' (use .png or .jpg)");
   }

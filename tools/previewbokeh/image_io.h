@@ -43,8 +43,11 @@ Image ReadImage(const std::string &path, int channels);
 // the pixels; throws InputError naming the file when it is neither.
 void ReadImageSize(const std::string &path, int *width, int *height);
 
+// JPEG quality of written .jpg files unless --jpeg-quality says otherwise.
+constexpr int kDefaultJpegQuality = 90;
+
 // Writes by extension: ".png", ".jpg"/".jpeg". Grey or RGB.
-void WriteImage(const std::string &path, const Image &image);
+void WriteImage(const std::string &path, const Image &image, int jpeg_quality = kDefaultJpegQuality);
 void WritePng(const std::string &path, const Image &image);
 void WriteJpeg(const std::string &path, const Image &image, int quality);
 

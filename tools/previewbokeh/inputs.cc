@@ -11,7 +11,6 @@
 namespace fs = std::filesystem;
 
 namespace pbtool {
-
 std::vector<std::string> ListImages(const std::string &dir, const std::string &option) {
   std::vector<std::string> files;
   std::error_code ec;

@@ -76,13 +76,30 @@ int main(int argc, char **argv) {
                          "Output: .png, .jpg, .y4m, raw .yuv/.nv21/.nv12/.i420/.yv12 (default layout: "
                          "the input's), or a directory for sequences")
       ->required();
-  render_cmd->add_option("--weights-out", render.weights_out, "Also write the first weight map, colour-mapped");
-  render_cmd->add_option("--scale-num", render.scale_num,
-                         "Disparity header: scale numerator (default 2000)");
-  render_cmd->add_option("--scale-den", render.scale_den,
-                         "Disparity header: scale denominator (default 0.5)");
-  render_cmd->add_option("--ref-width", render.ref_width,
-                         "Disparity header: reference width (default: the map's width)");
+  render_cmd->add_option("--weights-out", render.weights_out,
+                         "Also write the weight maps: colour-mapped .png/.jpg (one frame), a directory "
+                         "of PNGs named like the frames, or raw 16-bit little-endian .w16/.raw");
+  double scale_num = 0, scale_den = 0;
+  int ref_width = 0, frame_count = 0;
+  CLI::Option *scale_num_opt = render_cmd->add_option(
+      "--scale-num", scale_num, "Disparity header: scale numerator, 0.0000019..4095.998 (default 2000)");
+  CLI::Option *scale_den_opt = render_cmd->add_option(
+      "--scale-den", scale_den, "Disparity header: scale denominator, 0.0000019..4095.998 (default 0.5)");
+  CLI::Option *ref_width_opt = render_cmd->add_option(
+      "--ref-width", ref_width, "Disparity header: reference width 1..65535 (default: the map's width)");
+  render_cmd->add_option("--start", render.start, "First frame of a sequence to render (from 0)")
+      ->capture_default_str();
+  CLI::Option *count_opt =
+      render_cmd->add_option("--count", frame_count, "Frames to render (default: to the end)");
+  render_cmd->add_option("--focus-track", render.focus_track,
+                         "CSV file of frame,x,y[,F_number] lines: focus per frame of a sequence");
+  render_cmd->add_option("--json", render.json, "Also write the timings as JSON to this file");
+  render_cmd->add_option("--jpeg-quality", render.jpeg_quality, "Quality of .jpg outputs, 1..100")
+      ->capture_default_str();
+  render_cmd->add_flag("--fill-holes", render.fill_holes,
+                       "Disparity samples of 0 are invalid: give them the nearest valid value of "
+                       "their row, else of their column");
+  render_cmd->add_flag("--force", render.force, "Overwrite existing output files (never an input)");
 
   ReplayOptions replay;
   CLI::App *replay_cmd = app.add_subcommand("replay", "Blur again the frames of the library's dumps");
@@ -103,6 +120,8 @@ int main(int argc, char **argv) {
   bench_cmd->add_option("--frames", bench.frames, "Timed frames")->capture_default_str();
   bench_cmd->add_option("--ratio", bench.ratio, "Reduced-resolution ratio property (0 = environment)");
   bench_cmd->add_option("--fnumber", bench.f_number, "F_number 1..20")->capture_default_str();
+  bench_cmd->add_option("--json", bench.json, "Also write the timings as JSON to this file");
+  bench_cmd->add_flag("--force", bench.force, "Overwrite an existing --json file");
 
   // CLI11 reports an unknown subcommand only as a missing one; name it.
   bool has_subcommand = false, wants_help = false;
@@ -135,22 +154,32 @@ int main(int argc, char **argv) {
     return kExitBadInput;
   }
 
+  if (scale_num_opt->count()) render.scale_num = scale_num;
+  if (scale_den_opt->count()) render.scale_den = scale_den;
+  if (ref_width_opt->count()) render.ref_width = ref_width;
+  if (count_opt->count()) render.count = frame_count;
+  render.library_log = library_log;
+
+  int status = kExitOk;
   try {
-    RedirectLibraryLog(library_log);
+    // render opens the log itself once its outputs are checked against its inputs.
+    if (!*render_cmd) RedirectLibraryLog(library_log);
     if (!assist_path.empty()) LoadAssist(assist_path);
-    if (*demo_cmd) return RunDemo(demo);
-    if (*render_cmd) return RunRender(render);
-    if (*replay_cmd) return RunReplay(replay);
-    if (*bench_cmd) return RunBench(bench);
+    if (*demo_cmd) status = RunDemo(demo);
+    if (*render_cmd) status = RunRender(render);
+    if (*replay_cmd) status = RunReplay(replay);
+    if (*bench_cmd) status = RunBench(bench);
   } catch (const InputError &e) {
     std::fprintf(ToolErr(), "previewbokeh: %s\n", e.what());
-    return kExitBadInput;
+    status = kExitBadInput;
   } catch (const LibraryError &e) {
     std::fprintf(ToolErr(), "previewbokeh: %s\n", e.what());
-    return kExitLibraryFailure;
+    status = kExitLibraryFailure;
   } catch (const std::exception &e) {
     std::fprintf(ToolErr(), "previewbokeh: internal error: %s\n", e.what());
-    return kExitLibraryFailure;
+    status = kExitLibraryFailure;
   }
-  return kExitOk;
+  // A failed run leaves no empty log file behind.
+  if (status != kExitOk) RemoveEmptyLibraryLog();
+  return status;
 }
