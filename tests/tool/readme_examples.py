@@ -99,7 +99,7 @@ def run_view(command: str, env: dict, cwd: Path) -> str | None:
 
 
 def main() -> int:
-    readme, tool_dir, work = Path(sys.argv[1]), sys.argv[2], Path(sys.argv[3])
+    readme, tool_dir, work = Path(sys.argv[1]), os.path.abspath(sys.argv[2]), Path(sys.argv[3])
     shutil.rmtree(work, ignore_errors=True)
     work.mkdir(parents=True)
     env = {k: v for k, v in os.environ.items() if not k.startswith("PERSIST_VENDOR_CAM_PREBOKEH")}
