@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "cli.h"
 #include "compare.h"
 #include "errors.h"
 #include "frame_sink.h"
@@ -368,6 +369,37 @@ TEST(Compare, CountsLargestDifferenceAndPsnr) {
   expected[5] = 160;
   expected[9] = 255;
   EXPECT_EQ(diff.pixels, expected);
+}
+
+// The size a raw file's name gives; {0, 0} stands for none.
+TEST(SizeInFileNameTest, FindsOneSizeTokenOrNone) {
+  const struct {
+    const char *path;
+    Size size;
+  } cases[] = {
+      {"clip_1280x720.nv21", {1280, 720}},
+      {"frame-1920x1080-nv12.yuv", {1920, 1080}},
+      {"/data/640x480/walk_1280X720p.yuv", {1280, 720}},  // only the file name; 'X' and a 'p' after
+      {"1280x720.yuv", {1280, 720}},
+      {"same_320x240_320x240.nv21", {320, 240}},  // twice the same size is one size
+      {"clip.nv21", {0, 0}},
+      {"/data/640x480/clip.nv21", {0, 0}},
+      {"a_160x120_320x240.nv21", {0, 0}},  // two sizes: ambiguous
+      {"x264_take3.yuv", {0, 0}},
+      {"reg_0x1F.yuv", {0, 0}},           // a hex number, not a size
+      {"v1280x720.yuv", {0, 0}},          // glued to a word
+      {"clip_1280x7200000.yuv", {0, 0}},  // more than five digits
+      {"clip_1280x720x3.yuv", {1280, 720}},
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.path);
+    const std::optional<Size> got = SizeInFileName(c.path);
+    EXPECT_EQ(got.has_value(), c.size.width != 0);
+    if (got) {
+      EXPECT_EQ(got->width, c.size.width);
+      EXPECT_EQ(got->height, c.size.height);
+    }
+  }
 }
 
 }  // namespace
