@@ -102,6 +102,16 @@ class ToolTest : public ::testing::Test {
     const int raw = std::system((Command(args, env) + " >stdout.txt 2>stderr.txt </dev/null").c_str());
     return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, Slurp("stdout.txt"), Slurp("stderr.txt")};
   }
+  // A run refused before it writes: exit 2, one line naming each of `named`,
+  // and no file below the working directory written, created or changed.
+  static void ExpectRefusedUntouched(const Args &args, const std::vector<std::string> &named) {
+    const auto before = Tree();
+    const Result r = Run(args);
+    EXPECT_EQ(r.status, 2) << r.out << r.err;
+    EXPECT_EQ(Lines(r.err), 1) << r.err;
+    for (const std::string &p : named) EXPECT_NE(r.err.find(p), npos) << p << " in " << r.err;
+    EXPECT_EQ(Tree(), before) << "files were written or changed";
+  }
   // A render that must succeed.
   static Result Render(const std::string &image, const std::string &disparity, const std::string &out,
                        Args extra = {}) {
