@@ -226,6 +226,7 @@ TEST_F(OutputsTest, OptionsThatWouldBeIgnoredAreRefused) {
       {RenderArgs(kIn, kDisp, "j.png", {"--ratio", "0"}), 2, "--ratio: 0 is not one of 1, 2, 4, 6, 8"},
       {{"replay", "nowhere", "--ratio", "0"}, 2, "--ratio: 0 is not one of"},
       {{"demo", "--size", "64x48", "--out", "k", "--ratio", "1"}, 2, "--ratio: 1 is the full-resolution rendering"},
+      {{"bench", "--size", "64x48", "--frames", "1", "--force"}, 2, "--force: not used"},
       // Where they apply.
       {RenderArgs("raw.nv21", kDisp, "l.nv21", {"--size", "320x240", "--focus", "5,5", "--focus-track", "at1.csv", "--fnumber", "9"}), 0, ""},
       {RenderArgs(kIn, kDisp, "m.png", {"--fnumber", "9", "--focus-track", "nof.csv"}), 0, ""},

@@ -28,6 +28,7 @@ int RunBench(const BenchOptions &o) {
     const std::string problem = RatioSizeProblem(size, o.ratio);
     if (!problem.empty()) throw InputError("--ratio: " + problem);
   }
+  if (o.force && o.json.empty()) throw InputError("--force: not used: bench writes no file without --json");
   OutputPlan plan;
   if (!o.json.empty()) plan.AddOutputFile(o.json, "--json");
   CheckOutputsAndOpenLog(&plan, o.global, o.force);
