@@ -18,8 +18,6 @@ using namespace pbtool_process;
 
 namespace {
 
-constexpr int kW = 320, kH = 240;  // the demo's frame size
-
 // Packed NV21 bytes of a kW x kH frame laid out as `format` with `stride` and
 // `scanlines`, position by position; padding bytes hold `fill`.
 std::string ToLayout(const std::string &nv21, const std::string &format, int stride, int scanlines,

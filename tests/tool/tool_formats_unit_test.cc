@@ -13,26 +13,20 @@
 #include <string>
 #include <vector>
 
+#include "cli.h"
 #include "compare.h"
 #include "errors.h"
 #include "frame_sink.h"
 #include "image_io.h"
+#include "tool_unit_support.h"
 #include "y4m.h"
 #include "yuv.h"
 
 namespace fs = std::filesystem;
 using namespace pbtool;
+using namespace pbtool_unit;
 
 namespace {
-
-std::string ErrorOf(const std::function<void()> &fn) {
-  try {
-    fn();
-  } catch (const InputError &e) {
-    return e.what();
-  }
-  return "";
-}
 
 // Sample values that tell every position of a frame up to 16 wide apart.
 uint8_t LumaAt(int x, int y) { return static_cast<uint8_t>(10 + x + 16 * y); }
@@ -112,7 +106,7 @@ TEST(RawLayouts, BadStrideAndScanlinesNameTheOption) {
       {{YuvFormat::kNV21, 0, 7}, "--scanlines", "odd"},
   };
   for (const auto &c : cases) {
-    const std::string message = ErrorOf([&] { ResolveLayout(c.layout, {8, 6}, "--stride", "--scanlines"); });
+    const std::string message = InputErrorOf([&] { ResolveLayout(c.layout, {8, 6}, "--stride", "--scanlines"); });
     EXPECT_NE(message.find(c.option), std::string::npos) << message;
     EXPECT_NE(message.find(c.problem), std::string::npos) << message;
   }
@@ -136,10 +130,10 @@ TEST(RawLayouts, FormatNamesAndExtensions) {
   }
   EXPECT_EQ(ParseYuvFormat("I420", "--format"), YuvFormat::kI420);
   EXPECT_EQ(ParseYuvFormat("yv12", "--format"), YuvFormat::kYV12);
-  EXPECT_NE(ErrorOf([] { ParseYuvFormat("nv16", "--format"); }).find("--format: unknown format 'nv16'"),
+  EXPECT_NE(InputErrorOf([] { ParseYuvFormat("nv16", "--format"); }).find("--format: unknown format 'nv16'"),
             std::string::npos);
   EXPECT_EQ(ParseColourRange("FULL", "--range"), ColourRange::kFull);
-  EXPECT_NE(ErrorOf([] { ParseColourRange("tv", "--range"); }).find("--range"), std::string::npos);
+  EXPECT_NE(InputErrorOf([] { ParseColourRange("tv", "--range"); }).find("--range"), std::string::npos);
 }
 
 // BT.601: limited range puts black and white at 16 and 235, full range at 0
@@ -215,23 +209,14 @@ TEST(Y4m, BadHeadersNameTheFileAndTheProblem) {
       {"YUV4MPEG2 W16 H4", "8..8192"},
   };
   for (const auto &c : cases) {
-    const std::string message = ErrorOf([&] { ParseY4mHeader(c.line, "clip.y4m"); });
+    const std::string message = InputErrorOf([&] { ParseY4mHeader(c.line, "clip.y4m"); });
     EXPECT_EQ(message.rfind("clip.y4m", 0), 0u) << c.line << ": " << message;
     EXPECT_NE(message.find(c.problem), std::string::npos) << c.line << ": " << message;
   }
 }
 
-class FilesTest : public ::testing::Test {
+class FilesTest : public InTempDir {
  protected:
-  void SetUp() override {
-    dir_ = (fs::temp_directory_path() / "pbtool_formats_XXXXXX").string();
-    ASSERT_NE(mkdtemp(dir_.data()), nullptr);
-  }
-  void TearDown() override {
-    std::error_code ec;
-    fs::remove_all(dir_, ec);
-  }
-  std::string Path(const std::string &name) const { return (fs::path(dir_) / name).string(); }
   void Write(const std::string &name, const std::string &bytes) const {
     std::ofstream(Path(name), std::ios::binary) << bytes;
   }
@@ -245,7 +230,6 @@ class FilesTest : public ::testing::Test {
     std::sort(names.begin(), names.end());
     return names;
   }
-  std::string dir_;
 };
 
 TEST_F(FilesTest, Y4mStreamsIndexWholeFramesOnly) {
@@ -271,7 +255,7 @@ TEST_F(FilesTest, Y4mStreamsIndexWholeFramesOnly) {
   };
   for (const auto &c : cases) {
     Write(c.name, c.bytes);
-    const std::string message = ErrorOf([&] { IndexY4m(Path(c.name)); });
+    const std::string message = InputErrorOf([&] { IndexY4m(Path(c.name)); });
     EXPECT_NE(message.find(c.name), std::string::npos) << message;
     EXPECT_NE(message.find(c.problem), std::string::npos) << message;
   }
@@ -335,7 +319,7 @@ TEST_F(FilesTest, SinkWritesWholeFilesOnly) {
 
   FrameSinkOptions padded;
   padded.stride = 16;
-  EXPECT_NE(ErrorOf([&] { FrameSink(Path("x.png"), OutKind::kImage, padded); }).find("--out-stride"),
+  EXPECT_NE(InputErrorOf([&] { FrameSink(Path("x.png"), OutKind::kImage, padded); }).find("--out-stride"),
             std::string::npos);
 }
 
@@ -368,6 +352,37 @@ TEST(Compare, CountsLargestDifferenceAndPsnr) {
   expected[5] = 160;
   expected[9] = 255;
   EXPECT_EQ(diff.pixels, expected);
+}
+
+// The size a raw file's name gives; {0, 0} stands for none.
+TEST(SizeInFileNameTest, FindsOneSizeTokenOrNone) {
+  const struct {
+    const char *path;
+    Size size;
+  } cases[] = {
+      {"clip_1280x720.nv21", {1280, 720}},
+      {"frame-1920x1080-nv12.yuv", {1920, 1080}},
+      {"/data/640x480/walk_1280X720p.yuv", {1280, 720}},  // only the file name; 'X' and a 'p' after
+      {"1280x720.yuv", {1280, 720}},
+      {"same_320x240_320x240.nv21", {320, 240}},  // twice the same size is one size
+      {"clip.nv21", {0, 0}},
+      {"/data/640x480/clip.nv21", {0, 0}},
+      {"a_160x120_320x240.nv21", {0, 0}},  // two sizes: ambiguous
+      {"x264_take3.yuv", {0, 0}},
+      {"reg_0x1F.yuv", {0, 0}},           // a hex number, not a size
+      {"v1280x720.yuv", {0, 0}},          // glued to a word
+      {"clip_1280x7200000.yuv", {0, 0}},  // more than five digits
+      {"clip_1280x720x3.yuv", {1280, 720}},
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.path);
+    const std::optional<Size> got = SizeInFileName(c.path);
+    EXPECT_EQ(got.has_value(), c.size.width != 0);
+    if (got) {
+      EXPECT_EQ(got->width, c.size.width);
+      EXPECT_EQ(got->height, c.size.height);
+    }
+  }
 }
 
 }  // namespace

@@ -7,12 +7,15 @@
 
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "image_io.h"
@@ -25,6 +28,7 @@ using Args = std::vector<std::string>;
 constexpr auto npos = std::string::npos;
 // The demo's input and disparity map, written by SetUp.
 constexpr char kIn[] = "demo/input.png", kDisp[] = "demo/disparity.png";
+constexpr int kW = 320, kH = 240;  // the demo's frame size
 
 struct Result { int status; std::string out, err; };
 
@@ -38,6 +42,30 @@ inline std::string Slurp(const std::string &path) {
   std::ifstream f(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(f), {}};
 }
+
+// The shell command running the tool with `args`, `env` as VAR=value words
+// first; the library's properties come only from `env`.
+inline std::string Command(const Args &args, const std::string &env = "") {
+  std::string cmd = "env -u PERSIST_VENDOR_CAM_PREBOKEH_SAVE -u PERSIST_VENDOR_CAM_PREBOKEH_PATH "
+                    "-u PERSIST_VENDOR_CAM_PREBOKEH_RATIO " +
+                    env + " " + PBTOOL_EMULATOR + " " + Quote(PBTOOL_BINARY);
+  for (const std::string &a : args) cmd += " " + Quote(a);
+  return cmd;
+}
+
+// Every path below the working directory with its size (files) or -1
+// (directories), but the captured output of the last run.
+inline std::set<std::pair<std::string, long>> Tree() {
+  std::set<std::pair<std::string, long>> tree;
+  for (const auto &e : fs::recursive_directory_iterator(".")) {
+    const std::string p = e.path().string();
+    if (p == "./stdout.txt" || p == "./stderr.txt") continue;
+    tree.insert({p, e.is_directory() ? -1L : static_cast<long>(e.file_size())});
+  }
+  return tree;
+}
+
+inline int Lines(const std::string &s) { return static_cast<int>(std::count(s.begin(), s.end(), '\n')); }
 
 // The render arguments; no --disparity when `disparity` is empty.
 inline Args RenderArgs(const std::string &image, const std::string &disparity, const std::string &out,
@@ -71,11 +99,18 @@ class ToolTest : public ::testing::Test {
 
   // Runs the tool with `args`; `env` is prepended as VAR=value words.
   static Result Run(const Args &args, const std::string &env = "") {
-    std::string cmd = "env -u PERSIST_VENDOR_CAM_PREBOKEH_SAVE -u PERSIST_VENDOR_CAM_PREBOKEH_RATIO " + env + " " +
-                      PBTOOL_EMULATOR + " " + Quote(PBTOOL_BINARY);
-    for (const std::string &a : args) cmd += " " + Quote(a);
-    const int raw = std::system((cmd + " >stdout.txt 2>stderr.txt </dev/null").c_str());
+    const int raw = std::system((Command(args, env) + " >stdout.txt 2>stderr.txt </dev/null").c_str());
     return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, Slurp("stdout.txt"), Slurp("stderr.txt")};
+  }
+  // A run refused before it writes: exit 2, one line naming each of `named`,
+  // and no file below the working directory written, created or changed.
+  static void ExpectRefusedUntouched(const Args &args, const std::vector<std::string> &named) {
+    const auto before = Tree();
+    const Result r = Run(args);
+    EXPECT_EQ(r.status, 2) << r.out << r.err;
+    EXPECT_EQ(Lines(r.err), 1) << r.err;
+    for (const std::string &p : named) EXPECT_NE(r.err.find(p), npos) << p << " in " << r.err;
+    EXPECT_EQ(Tree(), before) << "files were written or changed";
   }
   // A render that must succeed.
   static Result Render(const std::string &image, const std::string &disparity, const std::string &out,

@@ -142,8 +142,9 @@ TEST_F(ToolTest, ReplayOfTheLibrarysDumpsIsIdentical) {
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_NE(r.out.find("1 frames replayed with F_number 6: 1 identical, 0 differ, 0 without imageout"), npos)
       << r.out;
-  // Another aperture gives another frame, and replay says by how much.
-  r = Run({"replay", "dumps", "--fnumber", "1", "--out", "replayed"});
+  // Another aperture gives another frame, and replay says by how much; the
+  // first results are replaced only with --force.
+  r = Run({"replay", "dumps", "--fnumber", "1", "--out", "replayed", "--force"});
   ASSERT_EQ(r.status, 1) << r.err;
   EXPECT_NE(r.out.find("bytes differ"), npos) << r.out;
   EXPECT_NE(r.out.find("1 frames replayed with F_number 1: 0 identical, 1 differ"), npos) << r.out;

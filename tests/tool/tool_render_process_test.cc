@@ -10,11 +10,8 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
-#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -23,91 +20,23 @@
 
 #include "disparity.h"
 #include "image_io.h"
+#include "tool_process_support.h"
 #include "yuv.h"
 
-namespace fs = std::filesystem;
 using namespace pbtool;
-using Args = std::vector<std::string>;
+using namespace pbtool_process;
 
 namespace {
 
-constexpr auto npos = std::string::npos;
-const char kIn[] = "demo/input.png", kDisp[] = "demo/disparity.png";
-constexpr int kW = 320, kH = 240;
-
-struct Result {
-  int status;
-  std::string out, err;
-};
-
-std::string Quote(const std::string &s) {
-  std::string q = "'";
-  for (char c : s) q += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return q + "'";
-}
-
-std::string Slurp(const std::string &path) {
-  std::ifstream f(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(f), {}};
-}
-
-// The shell command running the tool with `args`, `env` as VAR=value words first.
-std::string Command(const Args &args, const std::string &env) {
-  std::string cmd = "env -u PERSIST_VENDOR_CAM_PREBOKEH_SAVE -u PERSIST_VENDOR_CAM_PREBOKEH_PATH "
-                    "-u PERSIST_VENDOR_CAM_PREBOKEH_RATIO " +
-                    env + " " + PBTOOL_EMULATOR + " " + Quote(PBTOOL_BINARY);
-  for (const std::string &a : args) cmd += " " + Quote(a);
-  return cmd;
-}
-
-Result RunTool(const Args &args, const std::string &env = "") {
-  const int raw = std::system((Command(args, env) + " >stdout.txt 2>stderr.txt </dev/null").c_str());
-  return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, Slurp("stdout.txt"), Slurp("stderr.txt")};
-}
-
-Args RenderArgs(const std::string &image, const std::string &out, Args extra = {}) {
-  Args a = {"render", "--image", image, "--disparity", kDisp, "--out", out};
-  a.insert(a.end(), extra.begin(), extra.end());
-  return a;
-}
-
-// Every path below the working directory with its size (files) or -1 (directories).
-std::set<std::pair<std::string, long>> Tree() {
-  std::set<std::pair<std::string, long>> tree;
-  for (const auto &e : fs::recursive_directory_iterator(".")) {
-    const std::string p = e.path().string();
-    if (p == "./stdout.txt" || p == "./stderr.txt") continue;
-    tree.insert({p, e.is_directory() ? -1L : static_cast<long>(e.file_size())});
-  }
-  return tree;
-}
-
-int Lines(const std::string &s) { return static_cast<int>(std::count(s.begin(), s.end(), '\n')); }
-
-// A fresh temporary working directory holding the demo at 320x240 in "demo/".
-class RenderToolTest : public ::testing::Test {
+// ToolTest with raw sequences of the demo's input.
+class RenderToolTest : public ToolTest {
  protected:
-  void SetUp() override {
-    dir_ = (fs::temp_directory_path() / "pbtool_render_XXXXXX").string();
-    ASSERT_NE(mkdtemp(dir_.data()), nullptr);
-    fs::current_path(dir_);
-    const Result r = RunTool({"demo", "--size", "320x240", "--out", "demo", "--ratio", "0"});
-    ASSERT_EQ(r.status, 0) << r.out << r.err;
-  }
-  void TearDown() override {
-    std::error_code ec;
-    fs::current_path(home_, ec);
-    fs::remove_all(dir_, ec);
-  }
   // `frames` copies of the demo input as one raw NV21 file.
   static void WriteRawSequence(const std::string &path, int frames) {
     const YuvFrame f = RgbToYuv(ReadImage(kIn, 3), YuvFormat::kNV21);
     std::ofstream out(path, std::ios::binary);
     for (int i = 0; i < frames; ++i) out.write(reinterpret_cast<const char *>(f.data.data()), f.data.size());
   }
-
-  const fs::path home_ = fs::current_path();
-  std::string dir_;
 };
 
 // Each refused run exits 2 with one line naming both paths and writes nothing.
@@ -124,28 +53,23 @@ TEST_F(RenderToolTest, OutputsNeverReplaceInputsOrEachOther) {
     Args args;
     std::vector<std::string> named;  // paths the message must name
   } cases[] = {
-      {"same stem", RenderArgs("stems", "out"), {"stems/a.jpg", "stems/a.png", "out/a.png"}},
-      {"output is the input", RenderArgs(kIn, kIn), {kIn, "is the input"}},
-      {"output is the disparity", RenderArgs(kIn, "./demo/../demo/disparity.png"), {"./demo/../demo/disparity.png", kDisp}},
-      {"output dir is the input dir", RenderArgs("frames", "frames/"), {"'frames/'", "'frames'"}},
-      {"output dir inside the input dir", RenderArgs("frames", "frames/blurred"), {"frames/blurred", "inside"}},
-      {"out is weights-out", RenderArgs(kIn, "o.png", {"--weights-out", "o.png"}), {"--weights-out", "--out", "'o.png'"}},
+      {"same stem", RenderArgs("stems", kDisp, "out"), {"stems/a.jpg", "stems/a.png", "out/a.png"}},
+      {"output is the input", RenderArgs(kIn, kDisp, kIn), {kIn, "is the input"}},
+      {"output is the disparity", RenderArgs(kIn, kDisp, "./demo/../demo/disparity.png"), {"./demo/../demo/disparity.png", kDisp}},
+      {"output dir is the input dir", RenderArgs("frames", kDisp, "frames/"), {"'frames/'", "'frames'"}},
+      {"output dir inside the input dir", RenderArgs("frames", kDisp, "frames/blurred"), {"frames/blurred", "inside"}},
+      {"out is weights-out", RenderArgs(kIn, kDisp, "o.png", {"--weights-out", "o.png"}), {"--weights-out", "--out", "'o.png'"}},
       {"json is the library log", {"--library-log", "t.json", "render", "--image", kIn, "--disparity", kDisp, "--out", "o.png", "--json", "t.json"}, {"--json", "--library-log"}},
-      {"weights dir is out dir", RenderArgs("frames", "res", {"--weights-out", "res"}), {"res/a.png"}},
-      {"existing output", RenderArgs(kIn, "taken.png"), {"'taken.png'", "--force"}},
-      {"forced output is still not an input", RenderArgs(kIn, kIn, {"--force"}), {kIn, "is the input"}},
+      {"weights dir is out dir", RenderArgs("frames", kDisp, "res", {"--weights-out", "res"}), {"res/a.png"}},
+      {"existing output", RenderArgs(kIn, kDisp, "taken.png"), {"'taken.png'", "--force"}},
+      {"forced output is still not an input", RenderArgs(kIn, kDisp, kIn, {"--force"}), {kIn, "is the input"}},
   };
   for (const auto &c : cases) {
     SCOPED_TRACE(c.name);
-    const auto before = Tree();
-    const Result r = RunTool(c.args);
-    EXPECT_EQ(r.status, 2) << r.out << r.err;
-    EXPECT_EQ(Lines(r.err), 1) << r.err;
-    for (const std::string &p : c.named) EXPECT_NE(r.err.find(p), npos) << p << " in " << r.err;
-    EXPECT_EQ(Tree(), before) << "files were written or changed";
+    ExpectRefusedUntouched(c.args, c.named);
   }
   // --force replaces an existing output that is not an input.
-  const Result forced = RunTool(RenderArgs(kIn, "taken.png", {"--force"}));
+  const Result forced = Run(RenderArgs(kIn, kDisp, "taken.png", {"--force"}));
   EXPECT_EQ(forced.status, 0) << forced.err;
   EXPECT_FALSE(Slurp("taken.png") == Slurp(kIn));
 }
@@ -165,7 +89,7 @@ TEST_F(RenderToolTest, AFailedRunLeavesNothingItCreated) {
   };
   for (const Args &args : runs) {
     SCOPED_TRACE(::testing::PrintToString(args));
-    const Result r = RunTool(args);
+    const Result r = Run(args);
     EXPECT_EQ(r.status, 2) << r.err;
     EXPECT_EQ(Tree(), before);
   }
@@ -178,23 +102,23 @@ TEST_F(RenderToolTest, RatioTheLibraryCannotHonourIsRefusedAndTheUsedOneReported
     int status;
     std::string said;
   } cases[] = {
-      {RenderArgs("odd_width.nv21", "o1.png", {"--size", "200x384", "--ratio", "8"}), 2,
+      {RenderArgs("odd_width.nv21", kDisp, "o1.png", {"--size", "200x384", "--ratio", "8"}), 2,
        "--ratio: ratio 8 needs a width that is a multiple of 16"},
       {{"bench", "--size", "64x48", "--frames", "1", "--ratio", "4"}, 2, "--ratio: ratio 4 needs"},
-      {RenderArgs(kIn, "o2.png", {"--ratio", "4"}), 0, "ratio 4, reduced path"},
-      {RenderArgs(kIn, "o3.png"), 0, "ratio 1, full resolution"},
+      {RenderArgs(kIn, kDisp, "o2.png", {"--ratio", "4"}), 0, "ratio 4, reduced path"},
+      {RenderArgs(kIn, kDisp, "o3.png"), 0, "ratio 1, full resolution"},
       {{"bench", "--size", "64x64", "--frames", "1", "--ratio", "4"}, 0, "ratio 4, reduced path"},
       {{"bench", "--size", "64x48", "--frames", "1"}, 0, "ratio 1, full resolution"},
       {{"demo", "--size", "64x48", "--out", "d", "--ratio", "4"}, 0, "ratio 4 not used: ratio 4 needs"},
   };
   for (const auto &c : cases) {
     SCOPED_TRACE(::testing::PrintToString(c.args));
-    const Result r = RunTool(c.args);
+    const Result r = Run(c.args);
     EXPECT_EQ(r.status, c.status) << r.err;
     EXPECT_NE((r.out + r.err).find(c.said), npos) << r.out << r.err;
   }
   // A ratio from the environment that cannot be used is reported with its reason.
-  const Result env = RunTool({"bench", "--size", "64x48", "--frames", "1"}, "PERSIST_VENDOR_CAM_PREBOKEH_RATIO=4");
+  const Result env = Run({"bench", "--size", "64x48", "--frames", "1"}, "PERSIST_VENDOR_CAM_PREBOKEH_RATIO=4");
   EXPECT_EQ(env.status, 0) << env.err;
   EXPECT_NE(env.out.find("ratio 1, full resolution (ratio 4 needs"), npos) << env.out;
 }
@@ -228,19 +152,19 @@ TEST_F(RenderToolTest, HeaderAndRangeOptionsHaveOneRangeEach) {
     Args extra = {"--size", "320x240"};
     extra.insert(extra.end(), c.extra.begin(), c.extra.end());
     const std::string out = "o" + std::to_string(n++) + ".nv21";
-    const Result r = RunTool(RenderArgs("seq.nv21", out, extra));
+    const Result r = Run(RenderArgs("seq.nv21", kDisp, out, extra));
     EXPECT_EQ(r.status, c.status) << r.err;
     EXPECT_NE(r.err.find(c.needle), npos) << r.err;
     EXPECT_EQ(fs::exists(out), c.status == 0);
   }
   // Image files follow the frame size rule of --size, naming the file.
   WritePng("tiny.png", Image(6, 6, 3));
-  const Result tiny = RunTool(RenderArgs("tiny.png", "t.png"));
+  const Result tiny = Run(RenderArgs("tiny.png", kDisp, "t.png"));
   EXPECT_EQ(tiny.status, 2);
   EXPECT_NE(tiny.err.find("tiny.png: size 6x6 is outside 8..8192"), npos) << tiny.err;
   // A map of another shape than the frame: one warning naming both sizes, and the run goes on.
   WritePng("square.png", Image(60, 60, 1));
-  const Result square = RunTool({"render", "--image", kIn, "--disparity", "square.png", "--out", "sq.png"});
+  const Result square = Run({"render", "--image", kIn, "--disparity", "square.png", "--out", "sq.png"});
   EXPECT_EQ(square.status, 0) << square.err;
   EXPECT_EQ(Lines(square.err), 1) << square.err;
   for (const char *part : {"warning", "square.png", "60x60", "320x240"}) EXPECT_NE(square.err.find(part), npos);
@@ -252,7 +176,7 @@ TEST_F(RenderToolTest, InterruptedSequenceKeepsWholeFramesAndExits130) {
   const pid_t pid = fork();
   ASSERT_GE(pid, 0);
   if (pid == 0) {
-    const std::string cmd = "exec " + Command(RenderArgs("long.nv21", "out", {"--size", "320x240"}), "") +
+    const std::string cmd = "exec " + Command(RenderArgs("long.nv21", kDisp, "out", {"--size", "320x240"}), "") +
                             " >stdout.txt 2>stderr.txt </dev/null";
     execl("/bin/sh", "sh", "-c", cmd.c_str(), static_cast<char *>(nullptr));
     _exit(127);
@@ -300,7 +224,7 @@ TEST_F(RenderToolTest, InterruptedSequenceKeepsWholeFramesAndExits130) {
 
 TEST_F(RenderToolTest, RecordingDumpsAsTheReadmeShowsIt) {
   // The README's example, into a directory that does not exist yet.
-  Result r = RunTool(RenderArgs(kIn, "x.png", {"--fnumber", "4"}),
+  Result r = Run(RenderArgs(kIn, kDisp, "x.png", {"--fnumber", "4"}),
                  "PERSIST_VENDOR_CAM_PREBOKEH_SAVE=yes PERSIST_VENDOR_CAM_PREBOKEH_PATH=dumps/");
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_NE(r.out.find("3 dump files written to dumps/"), npos) << r.out;
@@ -308,7 +232,7 @@ TEST_F(RenderToolTest, RecordingDumpsAsTheReadmeShowsIt) {
   for (const auto &e : fs::directory_iterator("dumps")) dumps += e.path().extension() == ".img";
   EXPECT_EQ(dumps, 3);
   // Without the trailing '/': a warning, and the dumps still go inside the directory.
-  r = RunTool(RenderArgs(kIn, "y.png"), "PERSIST_VENDOR_CAM_PREBOKEH_SAVE=yes PERSIST_VENDOR_CAM_PREBOKEH_PATH=more");
+  r = Run(RenderArgs(kIn, kDisp, "y.png"), "PERSIST_VENDOR_CAM_PREBOKEH_SAVE=yes PERSIST_VENDOR_CAM_PREBOKEH_PATH=more");
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_NE(r.err.find("does not end in '/'"), npos) << r.err;
   EXPECT_NE(r.out.find("3 dump files written to more/"), npos) << r.out;
@@ -317,14 +241,14 @@ TEST_F(RenderToolTest, RecordingDumpsAsTheReadmeShowsIt) {
   }
   // A value other than "yes": a warning that nothing is recorded.
   for (const char *value : {"YES", "1", "true"}) {
-    r = RunTool(RenderArgs(kIn, std::string("z") + value + ".png"),
+    r = Run(RenderArgs(kIn, kDisp, std::string("z") + value + ".png"),
             std::string("PERSIST_VENDOR_CAM_PREBOKEH_SAVE=") + value + " PERSIST_VENDOR_CAM_PREBOKEH_PATH=never/");
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_NE(r.err.find("only when it is exactly 'yes'"), npos) << r.err;
     EXPECT_FALSE(fs::exists("never"));
   }
   // A dump directory that cannot be made is refused before anything is written.
-  r = RunTool(RenderArgs(kIn, "w.png"), "PERSIST_VENDOR_CAM_PREBOKEH_SAVE=yes PERSIST_VENDOR_CAM_PREBOKEH_PATH=x.png/d/");
+  r = Run(RenderArgs(kIn, kDisp, "w.png"), "PERSIST_VENDOR_CAM_PREBOKEH_SAVE=yes PERSIST_VENDOR_CAM_PREBOKEH_PATH=x.png/d/");
   EXPECT_EQ(r.status, 2);
   EXPECT_NE(r.err.find("PERSIST_VENDOR_CAM_PREBOKEH_PATH"), npos) << r.err;
   EXPECT_FALSE(fs::exists("w.png"));
@@ -337,14 +261,14 @@ TEST_F(RenderToolTest, FrameRangeFocusTrackWeightsJsonAndJpegQuality) {
   for (int k = 0; k < 2; ++k) {
     const std::string p = std::to_string(fx[k]) + "," + std::to_string(fy[k]);
     const std::string k_ = std::to_string(k);
-    ASSERT_EQ(RunTool(RenderArgs(kIn, "ref" + k_ + ".nv21", {"--focus", p, "--weights-out", "w" + k_ + ".w16"})).status, 0);
+    ASSERT_EQ(Run(RenderArgs(kIn, kDisp, "ref" + k_ + ".nv21", {"--focus", p, "--weights-out", "w" + k_ + ".w16"})).status, 0);
   }
   const std::string ref0 = Slurp("ref0.nv21"), ref1 = Slurp("ref1.nv21");
   ASSERT_EQ(ref0.size(), kW * kH * 3u / 2u);
   ASSERT_FALSE(ref0 == ref1);
   std::ofstream("track.csv") << "frame,x,y,fnumber\n# focus moves at frame 2\n0," << fx[0] << "," << fy[0]
                              << "\n2, " << fx[1] << ", " << fy[1] << "\n";
-  const Result r = RunTool(RenderArgs("seq.nv21", "range.nv21",
+  const Result r = Run(RenderArgs("seq.nv21", kDisp, "range.nv21",
                                   {"--size", "320x240", "--start", "1", "--count", "2", "--focus-track", "track.csv",
                                    "--weights-out", "range.w16", "--json", "t.json"}));
   ASSERT_EQ(r.status, 0) << r.err;
@@ -363,7 +287,7 @@ TEST_F(RenderToolTest, FrameRangeFocusTrackWeightsJsonAndJpegQuality) {
 
   // A focus track value outside the frame, named with file and line.
   std::ofstream("bad.csv") << "0,10,10\n1,320,0\n";
-  const Result bad = RunTool(RenderArgs("seq.nv21", "bad.nv21", {"--size", "320x240", "--focus-track", "bad.csv"}));
+  const Result bad = Run(RenderArgs("seq.nv21", kDisp, "bad.nv21", {"--size", "320x240", "--focus-track", "bad.csv"}));
   EXPECT_EQ(bad.status, 2);
   EXPECT_NE(bad.err.find("bad.csv line 2: focus 320,0 is outside"), npos) << bad.err;
 
@@ -371,19 +295,19 @@ TEST_F(RenderToolTest, FrameRangeFocusTrackWeightsJsonAndJpegQuality) {
   fs::create_directories("frames");
   fs::copy_file(kIn, "frames/f1.png");
   fs::copy_file(kIn, "frames/f2.png");
-  ASSERT_EQ(RunTool(RenderArgs("frames", "outdir", {"--weights-out", "wdir"})).status, 0);
+  ASSERT_EQ(Run(RenderArgs("frames", kDisp, "outdir", {"--weights-out", "wdir"})).status, 0);
   EXPECT_TRUE(ReadImage("wdir/f1.png", 3).pixels == ReadImage("demo/weights.png", 3).pixels);
   EXPECT_TRUE(ReadImage("wdir/f2.png", 3).pixels == ReadImage("demo/weights.png", 3).pixels);
 
   // bench --json holds every timed frame.
-  ASSERT_EQ(RunTool({"bench", "--size", "64x48", "--frames", "3", "--json", "b.json"}).status, 0);
+  ASSERT_EQ(Run({"bench", "--size", "64x48", "--frames", "3", "--json", "b.json"}).status, 0);
   const nlohmann::json b = nlohmann::json::parse(Slurp("b.json"));
   EXPECT_EQ(b["frames"].size(), 3u);
   EXPECT_EQ(b["summary"]["frame"]["count"], 3);
 
   // JPEG quality: lower quality, smaller file; the default is 90.
-  for (const char *q : {"20", "90"}) ASSERT_EQ(RunTool(RenderArgs(kIn, std::string("q") + q + ".jpg", {"--jpeg-quality", q})).status, 0);
-  ASSERT_EQ(RunTool(RenderArgs(kIn, "qdefault.jpg")).status, 0);
+  for (const char *q : {"20", "90"}) ASSERT_EQ(Run(RenderArgs(kIn, kDisp, std::string("q") + q + ".jpg", {"--jpeg-quality", q})).status, 0);
+  ASSERT_EQ(Run(RenderArgs(kIn, kDisp, "qdefault.jpg")).status, 0);
   EXPECT_LT(fs::file_size("q20.jpg"), fs::file_size("q90.jpg"));
   EXPECT_TRUE(Slurp("qdefault.jpg") == Slurp("q90.jpg"));
 }
@@ -408,7 +332,7 @@ TEST_F(RenderToolTest, FillHolesGivesTheResultOfTheHandFilledMap) {
   auto render = [](const std::string &disparity, const std::string &out, Args extra) {
     Args a = {"render", "--image", kIn, "--disparity", disparity, "--out", out};
     a.insert(a.end(), extra.begin(), extra.end());
-    return RunTool(a);
+    return Run(a);
   };
   ASSERT_EQ(render("holes.png", "a.nv21", {"--fill-holes"}).status, 0);
   ASSERT_EQ(render("filled.png", "b.nv21", {}).status, 0);

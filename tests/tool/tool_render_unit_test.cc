@@ -22,40 +22,14 @@
 #include "pipeline.h"
 #include "ratio_choice.h"
 #include "timing_json.h"
+#include "tool_unit_support.h"
 #include "weights_sink.h"
 
 namespace fs = std::filesystem;
 using namespace pbtool;
+using namespace pbtool_unit;
 
 namespace {
-
-std::string InputErrorOf(const std::function<void()> &fn) {
-  try {
-    fn();
-  } catch (const InputError &e) {
-    return e.what();
-  }
-  return "";
-}
-
-// A fresh temporary directory as the working directory while the test runs.
-class InTempDir : public ::testing::Test {
- protected:
-  void SetUp() override {
-    dir_ = (fs::temp_directory_path() / "pbtool_render_unit_XXXXXX").string();
-    ASSERT_NE(mkdtemp(dir_.data()), nullptr);
-    fs::current_path(dir_);
-  }
-  void TearDown() override {
-    std::error_code ec;
-    fs::current_path(home_, ec);
-    fs::remove_all(dir_, ec);
-  }
-  static void Touch(const std::string &path) { std::ofstream(path) << "x"; }
-
-  const fs::path home_ = fs::current_path();
-  std::string dir_;
-};
 
 // Sets an environment variable for the scope and restores it after.
 class ScopedEnv {

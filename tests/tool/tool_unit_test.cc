@@ -17,23 +17,15 @@
 #include "dumps.h"
 #include "errors.h"
 #include "image_io.h"
+#include "tool_unit_support.h"
 #include "visual.h"
 #include "yuv.h"
 
 namespace fs = std::filesystem;
 using namespace pbtool;
+using namespace pbtool_unit;
 
 namespace {
-
-// Runs `fn` and returns the InputError message ("" when none was thrown).
-std::string InputErrorOf(const std::function<void()> &fn) {
-  try {
-    fn();
-  } catch (const InputError &e) {
-    return e.what();
-  }
-  return "";
-}
 
 Image Noise(int w, int h, int channels, unsigned seed) {
   Image img(w, h, channels);
@@ -50,11 +42,8 @@ Image Solid(int w, int h, const uint8_t rgb[3]) {
 // PNG is lossless for grey and colour; JPEG keeps smooth content within a few
 // levels; a grey PNG read as colour repeats the grey in every channel. Bad
 // files give an InputError naming the file and the problem.
-TEST(ImageFiles, RoundTripsAndBadFiles) {
-  std::string dir = (fs::temp_directory_path() / "pbtool_unit_XXXXXX").string();
-  ASSERT_NE(mkdtemp(dir.data()), nullptr);
-  const std::shared_ptr<void> cleanup(nullptr, [&](void *) { std::error_code ec; fs::remove_all(dir, ec); });
-  auto path = [&](const std::string &name) { return dir + "/" + name; };
+TEST_F(InTempDir, ImageFilesRoundTripAndBadFilesAreNamed) {
+  auto path = [&](const std::string &name) { return Path(name); };
   for (const char *ext : {".png", ".jpg"}) {
     for (int channels : {1, 3}) {
       SCOPED_TRACE(std::string(ext) + " " + std::to_string(channels));

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <climits>
 #include <filesystem>
+#include <regex>
 
 #include "errors.h"
 
@@ -59,6 +60,18 @@ void CheckFrameSize(const Size &size, const std::string &what) {
                      std::to_string(kMinFrameSide) + ".." + std::to_string(kMaxFrameSide) +
                      " pixels per side");
   }
+}
+
+std::optional<Size> SizeInFileName(const std::string &path) {
+  static const std::regex token("(?:^|[^A-Za-z0-9])([1-9][0-9]{0,4})[xX]([1-9][0-9]{0,4})(?![0-9])");
+  const std::string name = std::filesystem::path(path).filename().string();
+  std::optional<Size> found;
+  for (std::sregex_iterator it(name.begin(), name.end(), token), end; it != end; ++it) {
+    const Size s{std::stoi((*it)[1].str()), std::stoi((*it)[2].str())};
+    if (found && *found != s) return std::nullopt;  // ambiguous
+    found = s;
+  }
+  return found;
 }
 
 std::string ToString(const Size &size) {

@@ -2,6 +2,7 @@
 #ifndef PREVIEWBOKEH_TOOL_CLI_H_
 #define PREVIEWBOKEH_TOOL_CLI_H_
 
+#include <optional>
 #include <string>
 
 namespace pbtool {
@@ -31,6 +32,13 @@ Point ParsePoint(const std::string &text, const std::string &option);
 // Throws InputError naming `what` unless the size is a valid frame size
 // (both sides even and within [kMinFrameSide, kMaxFrameSide]).
 void CheckFrameSize(const Size &size, const std::string &what);
+
+// The frame size a file name carries as a "<W>x<H>" token: numbers without
+// a leading zero, not preceded by a letter or digit nor followed by a digit
+// ("clip_1280x720.nv21", "frame-1920x1080-nv12.yuv", "walk_640x480p.yuv").
+// Only the last path component counts. None when there is no token, or when
+// two tokens give different sizes.
+std::optional<Size> SizeInFileName(const std::string &path);
 
 // "1920x1080".
 std::string ToString(const Size &size);

@@ -28,14 +28,15 @@ int RunBench(const BenchOptions &o) {
     const std::string problem = RatioSizeProblem(size, o.ratio);
     if (!problem.empty()) throw InputError("--ratio: " + problem);
   }
+  if (o.force && o.json.empty()) throw InputError("--force: not used: bench writes no file without --json");
   OutputPlan plan;
   if (!o.json.empty()) plan.AddOutputFile(o.json, "--json");
-  plan.Check(o.force);
+  CheckOutputsAndOpenLog(&plan, o.global, o.force);
   OutputCleanup cleanup(plan);
   std::vector<std::string> warnings, dump_dirs;
   const DumpRecording dumps(&warnings, &dump_dirs);
   for (const std::string &d : dump_dirs) cleanup.AddCreatedDirectory(d);
-  for (const std::string &w : warnings) std::fprintf(ToolErr(), "previewbokeh: warning: %s\n", w.c_str());
+  for (const std::string &w : warnings) Warn(w);
   const RatioChoice ratio = ChooseRatio(size, o.ratio);
   const Scene scene = MakeDemoScene(size);
   const YuvFrame input = RgbToYuv(scene.rgb, YuvFormat::kNV21);

@@ -11,6 +11,7 @@
 #include "console.h"
 #include "errors.h"
 #include "dump_recording.h"
+#include "output_plan.h"
 #include "pipeline.h"
 #include "ratio_choice.h"
 #include "scene.h"
@@ -20,15 +21,6 @@
 namespace pbtool {
 namespace {
 
-void CreateDirectory(const std::string &dir, const std::string &option) {
-  std::error_code ec;
-  std::filesystem::create_directories(dir, ec);
-  if (ec || !std::filesystem::is_directory(dir)) {
-    throw InputError(option + ": cannot create directory '" + dir + "'" +
-                     (ec ? ": " + ec.message() : std::string()));
-  }
-}
-
 void Stage(const char *name, double ms) { std::printf("  %-28s %9.3f ms\n", name, ms); }
 
 }  // namespace
@@ -37,13 +29,34 @@ int RunDemo(const DemoOptions &o) {
   const Size size = ParseSize(o.size, "--size");
   CheckFrameSize(size, "--size");
   CheckFNumber(o.f_number, "--fnumber");
+  if (o.ratio == 1) {
+    throw InputError("--ratio: 1 is the full-resolution rendering the demo always makes; give 2, 4, 6 "
+                     "or 8 for a second one, or 0 for none");
+  }
   if (o.ratio != 0) CheckRatio(o.ratio, "--ratio");
   if (o.comparison_width < 0) throw InputError("--comparison-width: must not be negative");
+
+  // The demo writes its own fixed set of pictures and replaces them on every
+  // run; it still refuses to write over an input or another output.
+  const std::filesystem::path dir(o.out_dir);
+  auto picture = [&](const std::string &name) { return (dir / name).string(); };
+  const std::string reduced_name = "output-r" + std::to_string(o.ratio) + ".png";
+  std::vector<std::string> names = {"input.png", "disparity.png", "weights.png", "output.png", "comparison.png"};
+  if (o.ratio > 1) names.push_back(reduced_name);
+  OutputPlan plan;
+  plan.AddOutputDirectory(o.out_dir, "--out");
+  for (const std::string &name : names) plan.AddOutputFile(picture(name), "--out", /*replaceable=*/true);
+  CheckOutputsAndOpenLog(&plan, o.global, /*force=*/false);
+  OutputCleanup cleanup(plan);
   std::vector<std::string> warnings, dump_dirs;
   const DumpRecording dumps(&warnings, &dump_dirs);
-  for (const std::string &w : warnings) std::fprintf(ToolErr(), "previewbokeh: warning: %s\n", w.c_str());
-  CreateDirectory(o.out_dir, "--out");
-  const std::filesystem::path dir(o.out_dir);
+  for (const std::string &d : dump_dirs) cleanup.AddCreatedDirectory(d);
+  for (const std::string &w : warnings) Warn(w);
+  std::error_code ec;
+  std::filesystem::create_directories(dir, ec);
+  if (ec || !std::filesystem::is_directory(dir)) {
+    throw InputError("--out: cannot create directory '" + o.out_dir + "'" + (ec ? ": " + ec.message() : std::string()));
+  }
 
   LoadAssist("");
   std::printf("demo %s, F_number %d, assist library %s\n", ToString(size).c_str(), o.f_number,
@@ -102,23 +115,23 @@ int RunDemo(const DemoOptions &o) {
   const Image input_rgb = YuvToRgb(input, YuvFormat::kNV21);
   const Image output_rgb = YuvToRgb(output, YuvFormat::kNV21);
   const Image weights_rgb = ColourMapWeights(weights.data(), size);
-  WritePng((dir / "input.png").string(), input_rgb);
-  WritePng((dir / "disparity.png").string(), scene.disparity.samples);
-  WritePng((dir / "weights.png").string(), weights_rgb);
-  WritePng((dir / "output.png").string(), output_rgb);
+  WritePng(picture("input.png"), input_rgb);
+  WritePng(picture("disparity.png"), scene.disparity.samples);
+  WritePng(picture("weights.png"), weights_rgb);
+  WritePng(picture("output.png"), output_rgb);
   std::vector<const Image *> panels = {&input_rgb, &weights_rgb, &output_rgb};
   Image reduced_rgb;
   if (reduced) {
     reduced_rgb = YuvToRgb(*reduced, YuvFormat::kNV21);
-    WritePng((dir / ("output-r" + std::to_string(o.ratio) + ".png")).string(), reduced_rgb);
+    WritePng(picture(reduced_name), reduced_rgb);
     panels.push_back(&reduced_rgb);
   }
   const int gap = std::max(2, size.width / 160);
-  WritePng((dir / "comparison.png").string(),
-           ScaleToWidth(SideBySide(panels, gap), o.comparison_width));
+  WritePng(picture("comparison.png"), ScaleToWidth(SideBySide(panels, gap), o.comparison_width));
   Stage("PNG files", NowMs() - t);
+  cleanup.Commit();
   std::printf("wrote %s/{input,disparity,weights,output,comparison}.png%s\n", o.out_dir.c_str(),
-              reduced ? (" and output-r" + std::to_string(o.ratio) + ".png").c_str() : "");
+              reduced ? (" and " + reduced_name).c_str() : "");
   if (dumps.active()) {
     std::printf("%d dump files written to %s\n", dumps.CountWritten(), dumps.directory().c_str());
   }

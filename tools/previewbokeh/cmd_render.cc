@@ -36,7 +36,37 @@ std::string FrameOutputFile(const std::string &dir, const std::string &name) {
   return (fs::path(dir) / (name + ".png")).string();
 }
 
-void Warn(const std::string &message) { std::fprintf(ToolErr(), "previewbokeh: warning: %s\n", message.c_str()); }
+bool IsJpegPath(const std::string &path) {
+  const std::string ext = LowerExtension(path);
+  return ext == ".jpg" || ext == ".jpeg";
+}
+
+// Options given that this run would not use: refused rather than ignored.
+void RefuseUnusedOptions(const RenderOptions &o, const FrameSource &source, OutKind out_kind,
+                         const std::vector<FocusKey> &track) {
+  // The track's first line at or before --start sets the focus (and its
+  // F_number, when it has one) of every rendered frame.
+  for (const FocusKey &key : track) {
+    if (key.frame > o.start) break;
+    if (!o.focus.empty()) {
+      throw InputError("--focus: not used: '" + o.focus_track + "' line " + std::to_string(key.line) +
+                       " sets the focus from frame " + std::to_string(key.frame) + " on");
+    }
+    if (o.fnumber_given && key.f_number != 0) {
+      throw InputError("--fnumber: not used: '" + o.focus_track + "' line " + std::to_string(key.line) +
+                       " sets the F_number from frame " + std::to_string(key.frame) + " on");
+    }
+  }
+  if (o.jpeg_quality_given && !IsJpegPath(o.out) && !IsJpegPath(o.weights_out)) {
+    throw InputError("--jpeg-quality: not used: no .jpg output");
+  }
+  const bool yuv_in = source.is_raw() || source.is_y4m();
+  const bool yuv_out = out_kind == OutKind::kRaw || out_kind == OutKind::kY4m;
+  if (o.range_given && yuv_in && yuv_out) {
+    throw InputError("--range: not used: '" + o.image + "' and '" + o.out +
+                     "' are both YUV, no RGB conversion takes place");
+  }
+}
 
 }  // namespace
 
@@ -59,6 +89,7 @@ int RunRender(const RenderOptions &o) {
   input.range = ParseColourRange(o.range, "--range");
   FrameSource source(o.image, input);
   const Size size = source.size();
+  if (source.size_from_name()) Note("--size " + ToString(size) + " from the name of '" + o.image + "'");
   const bool sequence = source.is_sequence();
   const OutKind out_kind = ClassifyOut(o.out, sequence);
   const int total = source.count();
@@ -78,11 +109,15 @@ int RunRender(const RenderOptions &o) {
   }
 
   // Disparity maps: each one of the frames to render is loaded and checked now.
-  DisparityOptions dopt{o.disparity, o.disparity_size, o.scale_num.value_or(kDefaultScaleNumerator),
-                        o.scale_den.value_or(kDefaultScaleDenominator), o.ref_width.value_or(0)};
+  DisparityOptions dopt{o.disparity, o.disparity_size, o.scale_num.value_or(0), o.scale_den.value_or(0),
+                        o.ref_width.value_or(0)};
   std::vector<std::string> disparity_files;
   std::error_code ec;
   const bool disparity_dir = fs::is_directory(o.disparity, ec);
+  if (disparity_dir && !o.disparity_size.empty()) {
+    throw InputError("--disparity-size: only for a raw disparity map, not for the directory of images '" +
+                     o.disparity + "'");
+  }
   if (disparity_dir) {
     disparity_files = ListImages(o.disparity, "--disparity");
     if (static_cast<int>(disparity_files.size()) != total) {
@@ -127,6 +162,7 @@ int RunRender(const RenderOptions &o) {
   }
   std::vector<FocusKey> track;
   if (!o.focus_track.empty()) track = LoadFocusTrack(o.focus_track, total, size);
+  RefuseUnusedOptions(o, source, out_kind, track);
   const std::vector<FrameFocus> frame_focus = ExpandFocusTrack(track, total, {focus, o.f_number});
 
   WeightsKind weights_kind = WeightsKind::kImage;
@@ -171,16 +207,12 @@ int RunRender(const RenderOptions &o) {
     }
   }
   if (!o.json.empty()) plan.AddOutputFile(o.json, "--json");
-  if (!o.library_log.empty() && o.library_log != "-") {
-    plan.AddOutputFile(o.library_log, "--library-log", /*replaceable=*/true);
-  }
-  plan.Check(o.force);
+  CheckOutputsAndOpenLog(&plan, o.global, o.force);
 
   OutputCleanup cleanup(plan);
   std::vector<std::string> dump_dirs;
   const DumpRecording dumps(&warnings, &dump_dirs);
   for (const std::string &d : dump_dirs) cleanup.AddCreatedDirectory(d);
-  RedirectLibraryLog(o.library_log);
   for (const std::string &w : warnings) Warn(w);
   const RatioChoice ratio = ChooseRatio(size, o.ratio);
 

@@ -16,7 +16,9 @@
 #include "dumps.h"
 #include "errors.h"
 #include "image_io.h"
+#include "output_plan.h"
 #include "pipeline.h"
+#include "timing_json.h"
 #include "yuv.h"
 
 namespace fs = std::filesystem;
@@ -34,12 +36,6 @@ std::vector<uint8_t> ReadDump(const std::string &path, size_t expected) {
                      std::to_string(expected) + " for its size");
   }
   return bytes;
-}
-
-void CreateDirectory(const std::string &dir, const std::string &option) {
-  std::error_code ec;
-  fs::create_directories(dir, ec);
-  if (ec || !fs::is_directory(dir)) throw InputError(option + ": cannot create directory '" + dir + "'");
 }
 
 // PSNR for JSON: null stands for infinity (identical samples).
@@ -72,9 +68,38 @@ int RunReplay(const ReplayOptions &o) {
   if (frames.empty()) {
     throw InputError(o.dir + ": no pair of imagein_<W>x<H>_<stamp>.img and weightin dumps");
   }
+  // The dumps read are the inputs; results may go into the dump directory
+  // (the default) but never over a dump.
   const std::string out_dir = o.out_dir.empty() ? o.dir : o.out_dir;
-  CreateDirectory(out_dir, "--out");
-  if (!o.diff_png.empty()) CreateDirectory(o.diff_png, "--diff-png");
+  auto tag_of = [](const DumpSet &set) { return ToString(set.size) + "_" + set.stamp; };
+  auto result_file = [&](const DumpSet &set, const char *ext) {
+    return (fs::path(out_dir) / ("replayout_" + tag_of(set) + ext)).string();
+  };
+  auto diff_file = [&](const DumpSet &set) {
+    return (fs::path(o.diff_png) / ("diff_" + tag_of(set) + ".png")).string();
+  };
+  OutputPlan plan;
+  plan.AddOutputDirectory(out_dir, "--out");
+  if (!o.diff_png.empty()) plan.AddOutputDirectory(o.diff_png, "--diff-png");
+  for (const DumpSet *set : frames) {
+    for (const std::string *dump : {&set->imagein, &set->weightin, &set->imageout}) {
+      if (!dump->empty()) plan.AddInputFile(*dump, "a dump replayed");
+    }
+    plan.AddOutputFile(result_file(*set, ".img"), "--out");
+    if (o.png) plan.AddOutputFile(result_file(*set, ".png"), "--png");
+    if (!o.diff_png.empty() && !set->imageout.empty()) plan.AddOutputFile(diff_file(*set), "--diff-png");
+  }
+  if (!o.json.empty()) plan.AddOutputFile(o.json, "--json");
+  CheckOutputsAndOpenLog(&plan, o.global, o.force);
+  OutputCleanup cleanup(plan);
+  for (const auto &dir : plan.output_directories()) {
+    std::error_code ec;
+    fs::create_directories(dir.path, ec);
+    if (ec || !fs::is_directory(dir.path)) {
+      throw InputError(dir.what + ": cannot create directory '" + dir.path + "'" +
+                       (ec ? ": " + ec.message() : std::string()));
+    }
+  }
 
   // Replaying must not overwrite the dumps it reads.
   unsetenv("PERSIST_VENDOR_CAM_PREBOKEH_SAVE");
@@ -102,10 +127,8 @@ int RunReplay(const ReplayOptions &o) {
     YuvFrame output;
     BokehRenderer::Timing timing;
     renderer->Render(input, weights, o.f_number, Point{0, 0}, &output, &timing);
-    const std::string tag = ToString(set.size) + "_" + set.stamp;
-    const std::string base = "replayout_" + tag;
-    WriteFileBytes((fs::path(out_dir) / (base + ".img")).string(), output.data.data(), output.data.size());
-    if (o.png) WritePng((fs::path(out_dir) / (base + ".png")).string(), YuvToRgb(output, YuvFormat::kNV21));
+    WriteFileBytes(result_file(set, ".img"), output.data.data(), output.data.size());
+    if (o.png) WritePng(result_file(set, ".png"), YuvToRgb(output, YuvFormat::kNV21));
 
     nlohmann::json entry = {{"size", ToString(set.size)},
                             {"stamp", set.stamp},
@@ -131,8 +154,7 @@ int RunReplay(const ReplayOptions &o) {
         ++differing;
       }
       if (!o.diff_png.empty()) {
-        WritePng((fs::path(o.diff_png) / ("diff_" + tag + ".png")).string(),
-                 LumaDifferenceImage(recorded, output, kDiffGain));
+        WritePng(diff_file(set), LumaDifferenceImage(recorded, output, kDiffGain));
       }
       entry.update({{"identical", d.differing == 0},
                     {"differing_bytes", d.differing},
@@ -150,11 +172,8 @@ int RunReplay(const ReplayOptions &o) {
                        {"identical", identical},
                        {"differ", differing},
                        {"without_imageout", unchecked}};
-  if (!o.json.empty()) {
-    std::ofstream file(o.json);
-    file << report.dump(2) << "\n";
-    if (!file.flush()) throw InputError("--json: cannot write '" + o.json + "'");
-  }
+  if (!o.json.empty()) WriteJsonFile(o.json, report);
+  cleanup.Commit();
   std::printf("%zu frames replayed with F_number %d: %d identical, %d differ, %d without imageout%s\n",
               frames.size(), o.f_number, identical, differing, unchecked,
               differing > 0 ? ": the replay does NOT match the recording" : "");

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "image_io.h"
+#include "output_plan.h"
 
 namespace pbtool {
 
@@ -20,6 +21,7 @@ struct DemoOptions {
   int f_number = kDefaultFNumber;
   int ratio = 4;             // second rendering at this reduced ratio; 0 = none
   int comparison_width = 0;  // downscale comparison.png to this width; 0 = full size
+  GlobalFiles global;        // --assist and --library-log
 };
 int RunDemo(const DemoOptions &options);
 
@@ -49,7 +51,10 @@ struct RenderOptions {
   int jpeg_quality = kDefaultJpegQuality;  // for .jpg outputs
   bool fill_holes = false;          // 0 disparity samples take the nearest valid value
   bool force = false;               // overwrite existing outputs (never inputs)
-  std::string library_log;          // the global --library-log, opened once outputs are checked
+  bool fnumber_given = false;       // --fnumber given (else the default above)
+  bool jpeg_quality_given = false;  // --jpeg-quality given
+  bool range_given = false;         // --range given
+  GlobalFiles global;               // --assist and --library-log, checked with the outputs
 };
 int RunRender(const RenderOptions &options);
 
@@ -61,6 +66,8 @@ struct ReplayOptions {
   int ratio = 0;        // ratio property for the handle; 0 = leave the environment as it is
   std::string diff_png;  // directory for amplified luma difference pictures; "" = none
   std::string json;      // per-frame timings and comparisons as JSON; "" = none
+  bool force = false;    // overwrite existing results (never a dump)
+  GlobalFiles global;
 };
 int RunReplay(const ReplayOptions &options);
 
@@ -71,6 +78,7 @@ struct BenchOptions {
   int f_number = kDefaultFNumber;
   std::string json;  // timings as JSON
   bool force = false;
+  GlobalFiles global;
 };
 int RunBench(const BenchOptions &options);
 

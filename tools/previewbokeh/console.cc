@@ -51,6 +51,10 @@ void RemoveEmptyLibraryLog() {
 
 std::FILE *ToolErr() { return g_tool_err ? g_tool_err : stderr; }
 
+void Warn(const std::string &message) { std::fprintf(ToolErr(), "previewbokeh: warning: %s\n", message.c_str()); }
+
+void Note(const std::string &message) { std::fprintf(ToolErr(), "previewbokeh: %s\n", message.c_str()); }
+
 Progress::Progress(const std::string &label, int total)
     : label_(label), total_(total), enabled_(total > 1 && isatty(fileno(ToolErr())) == 1) {}
 

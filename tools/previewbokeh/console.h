@@ -21,6 +21,11 @@ void RemoveEmptyLibraryLog();
 // The tool's own error/progress stream (the original stderr).
 std::FILE *ToolErr();
 
+// "previewbokeh: warning: <message>" on the tool's stderr.
+void Warn(const std::string &message);
+// "previewbokeh: <message>" on the tool's stderr.
+void Note(const std::string &message);
+
 // A one-line progress bar on the tool's stderr, drawn only on a terminal.
 class Progress {
  public:

@@ -116,17 +116,22 @@ void JpegWarning(j_common_ptr cinfo, int level) {
   if (err->mgr.num_warnings++ == 0) (*cinfo->err->format_message)(cinfo, err->warning);
 }
 
+// Sends the decoder's errors and warnings to `err` (setjmp stays with the caller).
+void UseJpegError(jpeg_decompress_struct *cinfo, JpegError *err) {
+  cinfo->err = jpeg_std_error(&err->mgr);
+  err->mgr.error_exit = JpegErrorExit;
+  err->mgr.emit_message = JpegWarning;
+  err->message[0] = '\0';
+  err->warning[0] = '\0';
+}
+
 // Only trivially destructible locals live between setjmp and the libjpeg calls
 // that may jump back; the image buffer is sized before setjmp.
 bool DecodeJpegInto(const std::vector<uint8_t> &bytes, int channels, Image *image,
                     std::string *error) {
   jpeg_decompress_struct cinfo;
   JpegError err;
-  cinfo.err = jpeg_std_error(&err.mgr);
-  err.mgr.error_exit = JpegErrorExit;
-  err.mgr.emit_message = JpegWarning;
-  err.message[0] = '\0';
-  err.warning[0] = '\0';
+  UseJpegError(&cinfo, &err);
   if (setjmp(err.jump)) {
     jpeg_destroy_decompress(&cinfo);
     *error = err.message;
@@ -210,11 +215,7 @@ bool EncodeJpegInto(const std::string &path, const Image &image, int quality, st
 bool ReadJpegSize(const std::vector<uint8_t> &bytes, int *width, int *height, std::string *error) {
   jpeg_decompress_struct cinfo;
   JpegError err;
-  cinfo.err = jpeg_std_error(&err.mgr);
-  err.mgr.error_exit = JpegErrorExit;
-  err.mgr.emit_message = JpegWarning;
-  err.message[0] = '\0';
-  err.warning[0] = '\0';
+  UseJpegError(&cinfo, &err);
   if (setjmp(err.jump)) {
     jpeg_destroy_decompress(&cinfo);
     *error = err.message;

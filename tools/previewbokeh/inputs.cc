@@ -93,9 +93,22 @@ void FrameSource::OpenDirectory(const FrameInputOptions &o) {
 }
 
 void FrameSource::OpenRaw(const FrameInputOptions &o) {
-  if (o.size.empty()) throw InputError("--size: required for raw input '" + path_ + "'");
-  size_ = ParseSize(o.size, "--size");
-  CheckFrameSize(size_, "--size");
+  // A size in the file's name is the size its frames were written with.
+  const std::optional<Size> named_size = SizeInFileName(path_);
+  if (o.size.empty()) {
+    if (!named_size) throw InputError("--size: required for raw input '" + path_ + "' (its name gives no WxH size)");
+    size_ = *named_size;
+    size_from_name_ = true;
+    CheckFrameSize(size_, path_);
+  } else {
+    size_ = ParseSize(o.size, "--size");
+    CheckFrameSize(size_, "--size");
+    if (named_size && *named_size != size_) {
+      throw InputError("--size: " + o.size + " does not match the size " + ToString(*named_size) +
+                       " in the name of '" + path_ + "'; give --size " + ToString(*named_size) +
+                       " or rename the file");
+    }
+  }
   YuvFormat by_extension = YuvFormat::kNV21;
   const bool named = FormatOfExtension(path_, &by_extension);
   layout_.format = by_extension;
@@ -178,6 +191,10 @@ YuvFrame FrameSource::Read(int i) {
 DisparityMap LoadDisparity(const std::string &path, const DisparityOptions &o) {
   const std::vector<uint8_t> bytes = ReadFileBytes(path);
   DisparityMap map;
+  const bool image = LooksLikePng(bytes) || LooksLikeJpeg(bytes);
+  if (!o.raw_size.empty() && image) {
+    throw InputError("--disparity-size: only for a raw disparity map, not for the image '" + path + "'");
+  }
   if (!o.raw_size.empty()) {
     const Size s = ParseSize(o.raw_size, "--disparity-size");
     const size_t expected = static_cast<size_t>(s.width) * s.height;
@@ -187,9 +204,16 @@ DisparityMap LoadDisparity(const std::string &path, const DisparityOptions &o) {
     }
     map.samples = Image(s.width, s.height, 1);
     map.samples.pixels = bytes;
-  } else if (LooksLikePng(bytes) || LooksLikeJpeg(bytes)) {
+  } else if (image) {
     map.samples = DecodeImage(bytes, 1, path);
   } else {
+    // A disparity-frame file carries its own header values.
+    const char *header_option = o.scale_num != 0 ? "--scale-num" : o.scale_den != 0 ? "--scale-den"
+                                : o.ref_width != 0 ? "--ref-width" : nullptr;
+    if (header_option) {
+      throw InputError(std::string(header_option) + ": not used: '" + path +
+                       "' is a disparity-frame file with its own header");
+    }
     return ParseDisparityFrame(bytes, path);
   }
   map.header = MakeHeader({map.samples.width, map.samples.height},

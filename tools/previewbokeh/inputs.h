@@ -42,6 +42,8 @@ class FrameSource {
   Size size() const { return size_; }
   bool is_raw() const { return raw_ != nullptr && y4m_offsets_.empty(); }
   bool is_y4m() const { return !y4m_offsets_.empty(); }
+  // True when the raw input's size came from its file name (no --size).
+  bool size_from_name() const { return size_from_name_; }
   bool is_sequence() const { return count_ > 1 || !files_.empty(); }
   // Layout of the input: the raw format, I420 for y4m, NV21 for images.
   YuvFormat format() const { return layout_.format; }
@@ -67,6 +69,7 @@ class FrameSource {
   Y4mHeader y4m_;
   Size size_;
   int count_ = 0;
+  bool size_from_name_ = false;
   YuvFrame first_;  // the first image, decoded while checking the input
 };
 

@@ -34,10 +34,12 @@ int main(int argc, char **argv) {
   demo_cmd->add_option("--size", demo.size, "Frame size WxH")->capture_default_str();
   demo_cmd->add_option("--fnumber", demo.f_number, "F_number 1..20")->capture_default_str();
   demo_cmd->add_option("--ratio", demo.ratio,
-                       "Also render with the reduced-resolution ratio property at this value (0 = no)")
+                       "Also render with the reduced-resolution ratio property at this value: 2, 4, "
+                       "6 or 8 (0 = no)")
       ->capture_default_str();
   demo_cmd->add_option("--comparison-width", demo.comparison_width,
-                       "Downscale comparison.png to this width (0 = full size)")
+                       "Downscale comparison.png to this width (0, or a width at or above the full "
+                       "width: full size)")
       ->capture_default_str();
 
   RenderOptions render;
@@ -59,7 +61,7 @@ int main(int argc, char **argv) {
   render_cmd->add_option("--out-stride", render.out_stride, "Raw output: bytes per luma row (default: width)");
   render_cmd->add_option("--out-scanlines", render.out_scanlines,
                          "Raw output: rows of the luma plane (default: height)");
-  render_cmd->add_option("--range", render.range,
+  CLI::Option *range_opt = render_cmd->add_option("--range", render.range,
                          "YUV range of the RGB conversion of PNG/JPEG input and output: limited "
                          "(BT.601 16..235) or full (0..255)")
       ->capture_default_str();
@@ -69,8 +71,9 @@ int main(int argc, char **argv) {
       ->required();
   render_cmd->add_option("--disparity-size", render.disparity_size, "Size WxH of a raw disparity map");
   render_cmd->add_option("--focus", render.focus, "Focus point X,Y in frame pixels (default: centre)");
-  render_cmd->add_option("--fnumber", render.f_number, "F_number 1..20")->capture_default_str();
-  render_cmd->add_option("--ratio", render.ratio,
+  CLI::Option *render_fnumber_opt =
+      render_cmd->add_option("--fnumber", render.f_number, "F_number 1..20")->capture_default_str();
+  CLI::Option *render_ratio_opt = render_cmd->add_option("--ratio", render.ratio,
                          "Reduced-resolution ratio property 1, 2, 4, 6 or 8 (default: environment)");
   render_cmd->add_option("--out", render.out,
                          "Output: .png, .jpg, .y4m, raw .yuv/.nv21/.nv12/.i420/.yv12 (default layout: "
@@ -94,7 +97,7 @@ int main(int argc, char **argv) {
   render_cmd->add_option("--focus-track", render.focus_track,
                          "CSV file of frame,x,y[,F_number] lines: focus per frame of a sequence");
   render_cmd->add_option("--json", render.json, "Also write the timings as JSON to this file");
-  render_cmd->add_option("--jpeg-quality", render.jpeg_quality, "Quality of .jpg outputs, 1..100")
+  CLI::Option *jpeg_quality_opt = render_cmd->add_option("--jpeg-quality", render.jpeg_quality, "Quality of .jpg outputs, 1..100")
       ->capture_default_str();
   render_cmd->add_flag("--fill-holes", render.fill_holes,
                        "Disparity samples of 0 are invalid: give them the nearest valid value of "
@@ -107,12 +110,13 @@ int main(int argc, char **argv) {
   replay_cmd->add_option("--fnumber", replay.f_number, "F_number 1..20")->capture_default_str();
   replay_cmd->add_option("--out", replay.out_dir, "Directory for the results (default: the dump directory)");
   replay_cmd->add_flag("--png", replay.png, "Also write each result as PNG");
-  replay_cmd->add_option("--ratio", replay.ratio,
+  CLI::Option *replay_ratio_opt = replay_cmd->add_option("--ratio", replay.ratio,
                          "Reduced-resolution ratio property 1, 2, 4, 6 or 8 for the handle (default: "
                          "environment); a recording made with a ratio replays only with that ratio");
   replay_cmd->add_option("--diff-png", replay.diff_png,
                          "Directory for a grey picture per compared frame: |luma difference| x 16");
   replay_cmd->add_option("--json", replay.json, "Write per-frame timings and comparisons to this JSON file");
+  replay_cmd->add_flag("--force", replay.force, "Overwrite existing results (never a dump)");
 
   BenchOptions bench;
   CLI::App *bench_cmd = app.add_subcommand("bench", "Per-frame timings of the weight engine and the blur");
@@ -158,12 +162,22 @@ int main(int argc, char **argv) {
   if (scale_den_opt->count()) render.scale_den = scale_den;
   if (ref_width_opt->count()) render.ref_width = ref_width;
   if (count_opt->count()) render.count = frame_count;
-  render.library_log = library_log;
+  render.fnumber_given = render_fnumber_opt->count() > 0;
+  render.jpeg_quality_given = jpeg_quality_opt->count() > 0;
+  render.range_given = range_opt->count() > 0;
+  const GlobalFiles global{assist_path, library_log};
+  demo.global = render.global = replay.global = bench.global = global;
 
   int status = kExitOk;
   try {
-    // render opens the log itself once its outputs are checked against its inputs.
-    if (!*render_cmd) RedirectLibraryLog(library_log);
+    // "--ratio 0" would mean "not given": say so rather than take it silently.
+    for (const CLI::Option *ratio : {render_ratio_opt, replay_ratio_opt}) {
+      if (ratio->count() && ratio->as<int>() == 0) {
+        throw InputError("--ratio: 0 is not one of 1, 2, 4, 6, 8 (leave --ratio out to use the "
+                         "environment's ratio property)");
+      }
+    }
+    // Each subcommand opens the log once its outputs are checked against its inputs.
     if (!assist_path.empty()) LoadAssist(assist_path);
     if (*demo_cmd) status = RunDemo(demo);
     if (*render_cmd) status = RunRender(render);

@@ -7,6 +7,7 @@
 
 #include <sys/stat.h>
 
+#include "console.h"
 #include "errors.h"
 
 namespace fs = std::filesystem;
@@ -114,6 +115,15 @@ void OutputPlan::Check(bool force) const {
       }
     }
   }
+}
+
+void CheckOutputsAndOpenLog(OutputPlan *plan, const GlobalFiles &global, bool force) {
+  if (!global.assist.empty()) plan->AddInputFile(global.assist, "--assist");
+  if (!global.library_log.empty() && global.library_log != "-") {
+    plan->AddOutputFile(global.library_log, "--library-log", /*replaceable=*/true);
+  }
+  plan->Check(force);
+  RedirectLibraryLog(global.library_log);
 }
 
 OutputCleanup::OutputCleanup(const OutputPlan &plan) {

@@ -37,6 +37,18 @@ class OutputPlan {
   std::vector<Entry> input_files_, input_dirs_, output_files_, output_dirs_;
 };
 
+// The files of the tool's own options, shared by every subcommand: the
+// assist library it loads (an input) and the --library-log file (an output
+// replaced on every run; "-" is stderr, "" none).
+struct GlobalFiles {
+  std::string assist;
+  std::string library_log;
+};
+
+// Adds the global files to `plan`, checks it (see OutputPlan::Check) and only
+// then opens the library's log: a refused run truncates no file.
+void CheckOutputsAndOpenLog(OutputPlan *plan, const GlobalFiles &global, bool force);
+
 // Absolute form of `path` with symbolic links and "." / ".." resolved as far
 // as the path exists (std::filesystem::weakly_canonical).
 std::string ResolvePath(const std::string &path);
