@@ -81,6 +81,23 @@ int main(int argc, char **argv) {
   bench_cmd->add_option("--ratio", bench.ratio, "Reduced-resolution ratio property (0 = environment)");
   bench_cmd->add_option("--fnumber", bench.f_number, "F_number 1..20")->capture_default_str();
 
+  ViewOptions view;
+  CLI::App *view_cmd = app.add_subcommand("view", "Serve an interactive page that renders through the library");
+  view_cmd->add_option("--image", view.image, "Frames as for render (default: the demo scene)");
+  view_cmd->add_option("--size", view.size, "Frame size WxH of raw input, or of the demo scene (default 1920x1080)");
+  view_cmd->add_option("--format", view.format, "Chroma order of raw input: nv21 or nv12");
+  view_cmd->add_option("--disparity", view.disparity, "Disparity map(s) as for render");
+  view_cmd->add_option("--disparity-size", view.disparity_size, "Size WxH of a raw disparity map");
+  view_cmd->add_option("--scale-num", view.scale_num, "Disparity header: scale numerator (default 2000)");
+  view_cmd->add_option("--scale-den", view.scale_den, "Disparity header: scale denominator (default 0.5)");
+  view_cmd->add_option("--ref-width", view.ref_width, "Disparity header: reference width (default: the map's width)");
+  view_cmd->add_option("--dumps", view.dumps, "Step through the library's imagein/weightin dumps of a directory");
+  view_cmd->add_option("--focus", view.focus, "Initial focus point X,Y in frame pixels");
+  view_cmd->add_option("--fnumber", view.f_number, "Initial F_number 1..20")->capture_default_str();
+  view_cmd->add_option("--host", view.host, "Address to listen on")->capture_default_str();
+  view_cmd->add_option("--port", view.port, "Port to listen on (0 = any free port)")->capture_default_str();
+  view_cmd->add_flag("--open", view.open, "Start the desktop's browser on the page");
+
   // CLI11 reports an unknown subcommand only as a missing one; name it.
   bool has_subcommand = false, wants_help = false;
   for (int i = 1; i < argc && !has_subcommand; ++i) {
@@ -91,15 +108,15 @@ int main(int argc, char **argv) {
     }
     wants_help = wants_help || arg == "-h" || arg == "--help" || arg == "--version";
     if (arg.empty() || arg[0] == '-') continue;
-    if (arg != "demo" && arg != "render" && arg != "replay" && arg != "bench") {
-      std::fprintf(stderr, "previewbokeh: unknown subcommand '%s' (use demo, render, replay or bench)\n",
+    if (arg != "demo" && arg != "render" && arg != "replay" && arg != "bench" && arg != "view") {
+      std::fprintf(stderr, "previewbokeh: unknown subcommand '%s' (use demo, render, replay, bench or view)\n",
                    arg.c_str());
       return kExitBadInput;
     }
     has_subcommand = true;
   }
   if (!has_subcommand && !wants_help) {
-    std::fprintf(stderr, "previewbokeh: a subcommand is required: demo, render, replay or bench "
+    std::fprintf(stderr, "previewbokeh: a subcommand is required: demo, render, replay, bench or view "
                          "(--help for more)\n");
     return kExitBadInput;
   }
@@ -119,6 +136,7 @@ int main(int argc, char **argv) {
     if (*render_cmd) return RunRender(render);
     if (*replay_cmd) return RunReplay(replay);
     if (*bench_cmd) return RunBench(bench);
+    if (*view_cmd) return RunView(view);
   } catch (const InputError &e) {
     std::fprintf(ToolErr(), "previewbokeh: %s\n", e.what());
     return kExitBadInput;
