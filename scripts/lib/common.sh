@@ -11,6 +11,7 @@ PB_TEST_PACKAGES=(
   g++-aarch64-linux-gnu qemu-user
   libcli11-dev libpng-dev libjpeg62-turbo-dev libyuv-dev
   clang libclang-rt-14-dev binutils
+  libcpp-httplib-dev nlohmann-json3-dev chromium chromium-driver python3-selenium
 )
 
 # shellcheck disable=SC2034
@@ -18,6 +19,7 @@ PB_TEST_PACKAGES=(
 PB_DEMO_PACKAGES=(
   cmake ninja-build g++ pkg-config libsimde-dev
   libcli11-dev libpng-dev libjpeg62-turbo-dev libyuv-dev
+  libcpp-httplib-dev nlohmann-json3-dev
 )
 
 pb_note() { printf '== %s\n' "$*"; }

@@ -331,7 +331,7 @@ std::vector<uint8_t> EncodePng(const Image &image, int level) {
   }
   png_set_write_fn(png, &out, AppendPngBytes, FlushPngBytes);
   png_set_compression_level(png, level < 0 ? 0 : level > 9 ? 9 : level);
-  if (level <= 1) png_set_filter(png, PNG_FILTER_TYPE_BASE, PNG_FILTER_SUB);
+  if (level <= 1) png_set_filter(png, PNG_FILTER_TYPE_BASE, level == 0 ? PNG_FILTER_NONE : PNG_FILTER_SUB);
   png_set_IHDR(png, info, static_cast<png_uint_32>(image.width), static_cast<png_uint_32>(image.height), 8,
                image.channels == 1 ? PNG_COLOR_TYPE_GRAY : PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
                PNG_COMPRESSION_TYPE_BASE, PNG_FILTER_TYPE_BASE);
