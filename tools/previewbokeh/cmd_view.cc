@@ -32,6 +32,8 @@ extern char **environ;
 namespace pbtool {
 namespace {
 
+constexpr size_t kViewWorkers = 32;
+
 std::unique_ptr<ViewSource> MakeSource(const ViewOptions &o) {
   const bool files = !o.image.empty() || !o.disparity.empty();
   if (!o.dumps.empty()) {
@@ -119,6 +121,9 @@ int RunView(const ViewOptions &o) {
   pthread_sigmask(SIG_BLOCK, &stop_signals, nullptr);
 
   httplib::Server server;
+  // A browser keeps up to six connections open per page, each holding a
+  // worker while idle: enough workers for a few pages and scripts at once.
+  server.new_task_queue = [] { return new httplib::ThreadPool(kViewWorkers); };
   InstallViewRoutes(&server, &session);
   int port = o.port;
   if (port == 0) {
