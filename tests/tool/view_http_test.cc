@@ -522,6 +522,15 @@ TEST_F(ViewInputsTest, StopsCleanlyOnSigintAndSigterm) {
   EXPECT_EQ(early.Stop(SIGINT), 0) << early.output();
 }
 
+TEST_F(ViewInputsTest, APortInUseIsRefused) {
+  ViewProcess first({"--size", "64x48"});
+  ASSERT_TRUE(first.ok()) << first.output();
+  const std::string port = first.url().substr(first.url().rfind(':') + 1);
+  EXPECT_EQ(RunTool("view --size 64x48 --port " + port.substr(0, port.size() - 1)), 2);
+  EXPECT_NE(Slurp("tool.err").find("cannot listen"), npos) << Slurp("tool.err");
+  EXPECT_EQ(first.Stop(SIGINT), 0);
+}
+
 TEST_F(ViewInputsTest, BadStartupOptionsExitWithStatus2) {
   Image map(16, 12, 1);
   WritePng("depth.png", map);

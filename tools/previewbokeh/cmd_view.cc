@@ -125,6 +125,12 @@ int RunView(const ViewOptions &o) {
   // worker while idle: enough workers for a few pages and scripts at once.
   server.new_task_queue = [] { return new httplib::ThreadPool(kViewWorkers); };
   InstallViewRoutes(&server, &session);
+  // The server library's default also sets SO_REUSEPORT, which would let a
+  // second viewer share the port silently; a port in use must be an error.
+  server.set_socket_options([](socket_t sock) {
+    int yes = 1;
+    setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+  });
   int port = o.port;
   if (port == 0) {
     port = server.bind_to_any_port(o.host);
