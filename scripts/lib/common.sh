@@ -12,13 +12,15 @@ PB_TEST_PACKAGES=(
   libcli11-dev libpng-dev libjpeg62-turbo-dev libyuv-dev nlohmann-json3-dev
   clang libclang-rt-14-dev binutils
   git python3 python3-pil
+  libcpp-httplib-dev chromium chromium-driver python3-selenium
 )
 
 # shellcheck disable=SC2034
 # Packages for a host Release build of the library and the command-line tool.
 PB_DEMO_PACKAGES=(
   cmake ninja-build g++ pkg-config libsimde-dev
-  libcli11-dev libpng-dev libjpeg62-turbo-dev libyuv-dev nlohmann-json3-dev
+  libcli11-dev libpng-dev libjpeg62-turbo-dev libyuv-dev
+  libcpp-httplib-dev nlohmann-json3-dev
 )
 
 pb_note() { printf '== %s\n' "$*"; }

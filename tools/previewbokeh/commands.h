@@ -82,6 +82,24 @@ struct BenchOptions {
 };
 int RunBench(const BenchOptions &options);
 
+// Default port of view: fixed, so a bookmark keeps working.
+constexpr int kDefaultViewPort = 8642;
+
+struct ViewOptions {
+  // Frames as for render (none: the demo scene; --size is then its size).
+  std::string image, size, format, disparity, disparity_size;
+  std::optional<double> scale_num, scale_den;  // absent: default (see disparity.h)
+  std::optional<int> ref_width;                // absent: disparity width
+  std::string dumps;  // a directory of recorded dumps instead
+  std::string focus;  // where the page starts; default the centre (demo: the subject)
+  int f_number = kDefaultFNumber;
+  std::string host = "127.0.0.1";
+  int port = kDefaultViewPort;  // 0 = any free port
+  bool open = false;            // start the desktop's browser
+  GlobalFiles global;
+};
+int RunView(const ViewOptions &options);
+
 }  // namespace pbtool
 
 #endif  // PREVIEWBOKEH_TOOL_COMMANDS_H_

@@ -3,9 +3,11 @@
 #include <cerrno>
 #include <csetjmp>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <new>
 
 #include <png.h>
 // jpeglib.h needs FILE and size_t declared first.
@@ -302,6 +304,100 @@ void WriteImage(const std::string &path, const Image &image, int jpeg_quality) {
   } else {
     throw InputError(path + ": unknown image extension '" + ext + "' (use .png or .jpg)");
   }
+}
+
+}  // namespace pbtool
+
+namespace pbtool {
+namespace {
+
+void AppendPngBytes(png_structp png, png_bytep data, png_size_t length) {
+  auto *out = static_cast<std::vector<uint8_t> *>(png_get_io_ptr(png));
+  out->insert(out->end(), data, data + length);
+}
+
+void FlushPngBytes(png_structp) {}
+
+// The same rule as for decoding: between setjmp and the libjpeg calls only
+// trivially destructible locals; the result pointer lives in `err`.
+struct JpegMemoryError {
+  jpeg_error_mgr mgr;
+  std::jmp_buf jump;
+  char message[JMSG_LENGTH_MAX];
+  unsigned char *out = nullptr;
+  unsigned long out_size = 0;
+};
+
+void JpegMemoryErrorExit(j_common_ptr cinfo) {
+  auto *err = reinterpret_cast<JpegMemoryError *>(cinfo->err);
+  (*cinfo->err->format_message)(cinfo, err->message);
+  std::longjmp(err->jump, 1);
+}
+
+bool EncodeJpegMemory(const Image &image, int quality, JpegMemoryError *err) {
+  jpeg_compress_struct cinfo;
+  cinfo.err = jpeg_std_error(&err->mgr);
+  err->mgr.error_exit = JpegMemoryErrorExit;
+  err->message[0] = '\0';
+  if (setjmp(err->jump)) {
+    jpeg_destroy_compress(&cinfo);
+    return false;
+  }
+  jpeg_create_compress(&cinfo);
+  jpeg_mem_dest(&cinfo, &err->out, &err->out_size);
+  cinfo.image_width = static_cast<JDIMENSION>(image.width);
+  cinfo.image_height = static_cast<JDIMENSION>(image.height);
+  cinfo.input_components = image.channels;
+  cinfo.in_color_space = image.channels == 1 ? JCS_GRAYSCALE : JCS_RGB;
+  jpeg_set_defaults(&cinfo);
+  jpeg_set_quality(&cinfo, quality, TRUE);
+  jpeg_start_compress(&cinfo, TRUE);
+  while (cinfo.next_scanline < cinfo.image_height) {
+    JSAMPROW row = const_cast<uint8_t *>(image.Row(static_cast<int>(cinfo.next_scanline)));
+    jpeg_write_scanlines(&cinfo, &row, 1);
+  }
+  jpeg_finish_compress(&cinfo);
+  jpeg_destroy_compress(&cinfo);
+  return true;
+}
+
+}  // namespace
+
+std::vector<uint8_t> EncodePng(const Image &image, int level) {
+  std::vector<uint8_t> out;
+  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+  if (!png) throw std::bad_alloc();
+  png_infop info = png_create_info_struct(png);
+  if (!info) {
+    png_destroy_write_struct(&png, nullptr);
+    throw std::bad_alloc();
+  }
+  if (setjmp(png_jmpbuf(png))) {
+    png_destroy_write_struct(&png, &info);
+    throw InputError("cannot encode a " + std::to_string(image.width) + "x" +
+                     std::to_string(image.height) + " PNG");
+  }
+  png_set_write_fn(png, &out, AppendPngBytes, FlushPngBytes);
+  png_set_compression_level(png, level < 0 ? 0 : level > 9 ? 9 : level);
+  if (level <= 1) png_set_filter(png, PNG_FILTER_TYPE_BASE, level == 0 ? PNG_FILTER_NONE : PNG_FILTER_SUB);
+  png_set_IHDR(png, info, static_cast<png_uint_32>(image.width), static_cast<png_uint_32>(image.height), 8,
+               image.channels == 1 ? PNG_COLOR_TYPE_GRAY : PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
+               PNG_COMPRESSION_TYPE_BASE, PNG_FILTER_TYPE_BASE);
+  png_write_info(png, info);
+  for (int y = 0; y < image.height; ++y) png_write_row(png, const_cast<uint8_t *>(image.Row(y)));
+  png_write_end(png, nullptr);
+  png_destroy_write_struct(&png, &info);
+  return out;
+}
+
+std::vector<uint8_t> EncodeJpeg(const Image &image, int quality) {
+  JpegMemoryError err;
+  const bool ok = EncodeJpegMemory(image, quality, &err);
+  std::vector<uint8_t> out;
+  if (ok) out.assign(err.out, err.out + err.out_size);
+  std::free(err.out);
+  if (!ok) throw InputError(std::string("cannot encode JPEG (") + err.message + ")");
+  return out;
 }
 
 }  // namespace pbtool

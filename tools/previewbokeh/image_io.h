@@ -51,6 +51,11 @@ void WriteImage(const std::string &path, const Image &image, int jpeg_quality = 
 void WritePng(const std::string &path, const Image &image);
 void WriteJpeg(const std::string &path, const Image &image, int quality);
 
+// Encodes into memory. `level` is the zlib level 0..9; level 1 uses only the
+// cheap Sub filter and level 0 none, for pictures sent while someone waits.
+std::vector<uint8_t> EncodePng(const Image &image, int level);
+std::vector<uint8_t> EncodeJpeg(const Image &image, int quality);
+
 }  // namespace pbtool
 
 #endif  // PREVIEWBOKEH_TOOL_IMAGE_IO_H_

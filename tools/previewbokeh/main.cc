@@ -127,6 +127,28 @@ int main(int argc, char **argv) {
   bench_cmd->add_option("--json", bench.json, "Also write the timings as JSON to this file");
   bench_cmd->add_flag("--force", bench.force, "Overwrite an existing --json file");
 
+  ViewOptions view;
+  CLI::App *view_cmd = app.add_subcommand("view", "Serve an interactive page that renders through the library");
+  view_cmd->add_option("--image", view.image, "Frames as for render (default: the demo scene)");
+  view_cmd->add_option("--size", view.size, "Frame size WxH of raw input, or of the demo scene (default 1920x1080)");
+  view_cmd->add_option("--format", view.format, "Chroma order of raw input: nv21 or nv12");
+  view_cmd->add_option("--disparity", view.disparity, "Disparity map(s) as for render");
+  view_cmd->add_option("--disparity-size", view.disparity_size, "Size WxH of a raw disparity map");
+  double view_scale_num = 0, view_scale_den = 0;
+  int view_ref_width = 0;
+  CLI::Option *view_scale_num_opt = view_cmd->add_option(
+      "--scale-num", view_scale_num, "Disparity header: scale numerator, 0.0000019..4095.998 (default 2000)");
+  CLI::Option *view_scale_den_opt = view_cmd->add_option(
+      "--scale-den", view_scale_den, "Disparity header: scale denominator, 0.0000019..4095.998 (default 0.5)");
+  CLI::Option *view_ref_width_opt = view_cmd->add_option(
+      "--ref-width", view_ref_width, "Disparity header: reference width 1..65535 (default: the map's width)");
+  view_cmd->add_option("--dumps", view.dumps, "Step through the library's imagein/weightin dumps of a directory");
+  view_cmd->add_option("--focus", view.focus, "Initial focus point X,Y in frame pixels");
+  view_cmd->add_option("--fnumber", view.f_number, "Initial F_number 1..20")->capture_default_str();
+  view_cmd->add_option("--host", view.host, "Address to listen on")->capture_default_str();
+  view_cmd->add_option("--port", view.port, "Port to listen on (0 = any free port)")->capture_default_str();
+  view_cmd->add_flag("--open", view.open, "Start the desktop's browser on the page");
+
   // CLI11 reports an unknown subcommand only as a missing one; name it.
   bool has_subcommand = false, wants_help = false;
   for (int i = 1; i < argc && !has_subcommand; ++i) {
@@ -137,15 +159,15 @@ int main(int argc, char **argv) {
     }
     wants_help = wants_help || arg == "-h" || arg == "--help" || arg == "--version";
     if (arg.empty() || arg[0] == '-') continue;
-    if (arg != "demo" && arg != "render" && arg != "replay" && arg != "bench") {
-      std::fprintf(stderr, "previewbokeh: unknown subcommand '%s' (use demo, render, replay or bench)\n",
+    if (arg != "demo" && arg != "render" && arg != "replay" && arg != "bench" && arg != "view") {
+      std::fprintf(stderr, "previewbokeh: unknown subcommand '%s' (use demo, render, replay, bench or view)\n",
                    arg.c_str());
       return kExitBadInput;
     }
     has_subcommand = true;
   }
   if (!has_subcommand && !wants_help) {
-    std::fprintf(stderr, "previewbokeh: a subcommand is required: demo, render, replay or bench "
+    std::fprintf(stderr, "previewbokeh: a subcommand is required: demo, render, replay, bench or view "
                          "(--help for more)\n");
     return kExitBadInput;
   }
@@ -161,12 +183,15 @@ int main(int argc, char **argv) {
   if (scale_num_opt->count()) render.scale_num = scale_num;
   if (scale_den_opt->count()) render.scale_den = scale_den;
   if (ref_width_opt->count()) render.ref_width = ref_width;
+  if (view_scale_num_opt->count()) view.scale_num = view_scale_num;
+  if (view_scale_den_opt->count()) view.scale_den = view_scale_den;
+  if (view_ref_width_opt->count()) view.ref_width = view_ref_width;
   if (count_opt->count()) render.count = frame_count;
   render.fnumber_given = render_fnumber_opt->count() > 0;
   render.jpeg_quality_given = jpeg_quality_opt->count() > 0;
   render.range_given = range_opt->count() > 0;
   const GlobalFiles global{assist_path, library_log};
-  demo.global = render.global = replay.global = bench.global = global;
+  demo.global = render.global = replay.global = bench.global = view.global = global;
 
   int status = kExitOk;
   try {
@@ -183,6 +208,7 @@ int main(int argc, char **argv) {
     if (*render_cmd) status = RunRender(render);
     if (*replay_cmd) status = RunReplay(replay);
     if (*bench_cmd) status = RunBench(bench);
+    if (*view_cmd) status = RunView(view);
   } catch (const InputError &e) {
     std::fprintf(ToolErr(), "previewbokeh: %s\n", e.what());
     status = kExitBadInput;
