@@ -78,7 +78,7 @@ def message_regex(message: str) -> re.Pattern:
 
 
 def is_view(command: str) -> bool:
-    words = shlex.split(command)
+    words = shlex.split(command, comments=True)
     return "previewbokeh" in words and "view" in words[words.index("previewbokeh"):]
 
 

@@ -93,6 +93,8 @@ TEST_F(OutputPlanTest, RefusesOutputsThatAreInputsOrEachOther) {
       {"existing output forced", {{}, {}, {"old.png"}, {}}, true, {}},
       {"output is a directory", {{}, {}, {"outdir"}, {}}, true, {"'outdir'", "directory"}},
       {"output dir is a file", {{}, {}, {}, {"old.png"}}, true, {"'old.png'", "not a directory"}},
+      {"file in a missing directory", {{}, {}, {"nodir/x.png"}, {}}, false, {"'nodir/x.png'", "does not exist"}},
+      {"file in a planned directory", {{}, {}, {"new/sub/x.png"}, {"new"}}, false, {}},
   };
   for (const auto &c : cases) {
     SCOPED_TRACE(c.name);

@@ -53,6 +53,7 @@ std::string PsnrText(double psnr) {
 }  // namespace
 
 int RunReplay(const ReplayOptions &o) {
+  if (o.dir.empty()) throw InputError("replay: the dump directory is required (previewbokeh replay DIR)");
   CheckFNumber(o.f_number, "--fnumber");
   CheckRatio(o.ratio, "--ratio");
   const auto sets = FindDumps(o.dir);

@@ -45,9 +45,8 @@ int main(int argc, char **argv) {
   RenderOptions render;
   CLI::App *render_cmd = app.add_subcommand("render", "Blur a frame or a sequence with a disparity map");
   render_cmd->add_option("--image", render.image,
-                         "Input: PNG, JPEG, .y4m, raw .yuv/.nv21/.nv12/.i420/.yv12 (with --size), "
-                         "or a directory of images")
-      ->required();
+                         "Required. Input: PNG, JPEG, .y4m, raw .yuv/.nv21/.nv12/.i420/.yv12 (with "
+                         "--size), or a directory of images");
   render_cmd->add_option("--size", render.size, "Frame size WxH of raw input");
   render_cmd->add_option("--format", render.format,
                          "Layout of raw input: i420, yv12, nv12 or nv21 (default: the extension's, "
@@ -66,9 +65,8 @@ int main(int argc, char **argv) {
                          "(BT.601 16..235) or full (0..255)")
       ->capture_default_str();
   render_cmd->add_option("--disparity", render.disparity,
-                         "8-bit disparity: PNG/JPEG, raw (with --disparity-size), a disparity-frame "
-                         "file (68-byte header + samples), or a directory of maps")
-      ->required();
+                         "Required. 8-bit disparity: PNG/JPEG, raw (with --disparity-size), a "
+                         "disparity-frame file (68-byte header + samples), or a directory of maps");
   render_cmd->add_option("--disparity-size", render.disparity_size, "Size WxH of a raw disparity map");
   render_cmd->add_option("--focus", render.focus, "Focus point X,Y in frame pixels (default: centre)");
   CLI::Option *render_fnumber_opt =
@@ -76,9 +74,8 @@ int main(int argc, char **argv) {
   CLI::Option *render_ratio_opt = render_cmd->add_option("--ratio", render.ratio,
                          "Reduced-resolution ratio property 1, 2, 4, 6 or 8 (default: environment)");
   render_cmd->add_option("--out", render.out,
-                         "Output: .png, .jpg, .y4m, raw .yuv/.nv21/.nv12/.i420/.yv12 (default layout: "
-                         "the input's), or a directory for sequences")
-      ->required();
+                         "Required. Output: .png, .jpg, .y4m, raw .yuv/.nv21/.nv12/.i420/.yv12 (default "
+                         "layout: the input's), or a directory for sequences");
   render_cmd->add_option("--weights-out", render.weights_out,
                          "Also write the weight maps: colour-mapped .png/.jpg (one frame), a directory "
                          "of PNGs named like the frames, or raw 16-bit little-endian .w16/.raw");
@@ -106,7 +103,7 @@ int main(int argc, char **argv) {
 
   ReplayOptions replay;
   CLI::App *replay_cmd = app.add_subcommand("replay", "Blur again the frames of the library's dumps");
-  replay_cmd->add_option("dir", replay.dir, "Directory of imagein/weightin/imageout dumps")->required();
+  replay_cmd->add_option("dir", replay.dir, "Required. Directory of imagein/weightin/imageout dumps");
   replay_cmd->add_option("--fnumber", replay.f_number, "F_number 1..20")->capture_default_str();
   replay_cmd->add_option("--out", replay.out_dir, "Directory for the results (default: the dump directory)");
   replay_cmd->add_flag("--png", replay.png, "Also write each result as PNG");

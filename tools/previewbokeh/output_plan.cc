@@ -94,6 +94,13 @@ void OutputPlan::Check(bool force) const {
     if (fs::is_directory(out.resolved, ec)) {
       throw InputError(out.what + ": '" + out.path + "' is a directory, not a file");
     }
+    // Only output directories are made; a file's own directory must exist.
+    const std::string parent = fs::path(out.resolved).parent_path().string();
+    const bool planned = std::any_of(output_dirs_.begin(), output_dirs_.end(),
+                                     [&](const Entry &d) { return PathIsWithin(parent, d.resolved); });
+    if (!planned && !fs::is_directory(parent, ec)) {
+      throw InputError(out.what + ": the directory of '" + out.path + "' does not exist");
+    }
   }
   // Two outputs on one path: sorted by resolved path, equal ones are neighbours.
   std::vector<const Entry *> sorted;
