@@ -174,45 +174,6 @@ bool DecodeJpegInto(const std::vector<uint8_t> &bytes, int channels, Image *imag
   return true;
 }
 
-bool EncodeJpegInto(const std::string &path, const Image &image, int quality, std::string *error) {
-  std::FILE *f = std::fopen(path.c_str(), "wb");
-  if (!f) {
-    *error = std::strerror(errno);
-    return false;
-  }
-  jpeg_compress_struct cinfo;
-  JpegError err;
-  cinfo.err = jpeg_std_error(&err.mgr);
-  err.mgr.error_exit = JpegErrorExit;
-  err.message[0] = '\0';
-  if (setjmp(err.jump)) {
-    jpeg_destroy_compress(&cinfo);
-    std::fclose(f);
-    *error = err.message;
-    return false;
-  }
-  jpeg_create_compress(&cinfo);
-  jpeg_stdio_dest(&cinfo, f);
-  cinfo.image_width = static_cast<JDIMENSION>(image.width);
-  cinfo.image_height = static_cast<JDIMENSION>(image.height);
-  cinfo.input_components = image.channels;
-  cinfo.in_color_space = image.channels == 1 ? JCS_GRAYSCALE : JCS_RGB;
-  jpeg_set_defaults(&cinfo);
-  jpeg_set_quality(&cinfo, quality, TRUE);
-  jpeg_start_compress(&cinfo, TRUE);
-  while (cinfo.next_scanline < cinfo.image_height) {
-    JSAMPROW row = const_cast<uint8_t *>(image.Row(static_cast<int>(cinfo.next_scanline)));
-    jpeg_write_scanlines(&cinfo, &row, 1);
-  }
-  jpeg_finish_compress(&cinfo);
-  jpeg_destroy_compress(&cinfo);
-  if (std::fclose(f) != 0) {
-    *error = std::strerror(errno);
-    return false;
-  }
-  return true;
-}
-
 // Reads the JPEG header only; same error handling as DecodeJpegInto.
 bool ReadJpegSize(const std::vector<uint8_t> &bytes, int *width, int *height, std::string *error) {
   jpeg_decompress_struct cinfo;
@@ -289,10 +250,13 @@ void WritePng(const std::string &path, const Image &image) {
 }
 
 void WriteJpeg(const std::string &path, const Image &image, int quality) {
-  std::string error;
-  if (!EncodeJpegInto(path, image, quality, &error)) {
-    throw InputError(path + ": cannot write JPEG (" + error + ")");
+  std::vector<uint8_t> bytes;
+  try {
+    bytes = EncodeJpeg(image, quality);
+  } catch (const InputError &e) {
+    throw InputError(path + ": " + e.what());
   }
+  WriteFileBytes(path, bytes.data(), bytes.size());
 }
 
 void WriteImage(const std::string &path, const Image &image, int jpeg_quality) {

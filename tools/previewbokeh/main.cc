@@ -1,6 +1,7 @@
 // previewbokeh: command-line front end of the preview bokeh library.
 #include <cstdio>
 #include <exception>
+#include <optional>
 #include <string>
 
 #include <CLI/CLI.hpp>
@@ -11,6 +12,28 @@
 #include "pipeline.h"
 
 using namespace pbtool;
+
+namespace {
+
+// An option whose absence stays distinguishable from every value it can take.
+template <typename T>
+CLI::Option *AddOptional(CLI::App *cmd, const std::string &name, std::optional<T> *target,
+                         const std::string &help) {
+  return cmd->add_option_function<T>(name, [target](const T &value) { *target = value; }, help);
+}
+
+// The header values made for an 8-bit disparity image (render and view).
+void AddDisparityHeaderOptions(CLI::App *cmd, std::optional<double> *scale_num,
+                               std::optional<double> *scale_den, std::optional<int> *ref_width) {
+  AddOptional(cmd, "--scale-num", scale_num,
+              "Disparity header: scale numerator, 0.0000019..4095.998 (default 2000)");
+  AddOptional(cmd, "--scale-den", scale_den,
+              "Disparity header: scale denominator, 0.0000019..4095.998 (default 0.5)");
+  AddOptional(cmd, "--ref-width", ref_width,
+              "Disparity header: reference width 1..65535 (default: the map's width)");
+}
+
+}  // namespace
 
 int main(int argc, char **argv) {
   CLI::App app{"Preview bokeh: renders depth-dependent background blur through the library's "
@@ -79,18 +102,10 @@ int main(int argc, char **argv) {
   render_cmd->add_option("--weights-out", render.weights_out,
                          "Also write the weight maps: colour-mapped .png/.jpg (one frame), a directory "
                          "of PNGs named like the frames, or raw 16-bit little-endian .w16/.raw");
-  double scale_num = 0, scale_den = 0;
-  int ref_width = 0, frame_count = 0;
-  CLI::Option *scale_num_opt = render_cmd->add_option(
-      "--scale-num", scale_num, "Disparity header: scale numerator, 0.0000019..4095.998 (default 2000)");
-  CLI::Option *scale_den_opt = render_cmd->add_option(
-      "--scale-den", scale_den, "Disparity header: scale denominator, 0.0000019..4095.998 (default 0.5)");
-  CLI::Option *ref_width_opt = render_cmd->add_option(
-      "--ref-width", ref_width, "Disparity header: reference width 1..65535 (default: the map's width)");
+  AddDisparityHeaderOptions(render_cmd, &render.scale_num, &render.scale_den, &render.ref_width);
   render_cmd->add_option("--start", render.start, "First frame of a sequence to render (from 0)")
       ->capture_default_str();
-  CLI::Option *count_opt =
-      render_cmd->add_option("--count", frame_count, "Frames to render (default: to the end)");
+  AddOptional(render_cmd, "--count", &render.count, "Frames to render (default: to the end)");
   render_cmd->add_option("--focus-track", render.focus_track,
                          "CSV file of frame,x,y[,F_number] lines: focus per frame of a sequence");
   render_cmd->add_option("--json", render.json, "Also write the timings as JSON to this file");
@@ -131,14 +146,7 @@ int main(int argc, char **argv) {
   view_cmd->add_option("--format", view.format, "Chroma order of raw input: nv21 or nv12");
   view_cmd->add_option("--disparity", view.disparity, "Disparity map(s) as for render");
   view_cmd->add_option("--disparity-size", view.disparity_size, "Size WxH of a raw disparity map");
-  double view_scale_num = 0, view_scale_den = 0;
-  int view_ref_width = 0;
-  CLI::Option *view_scale_num_opt = view_cmd->add_option(
-      "--scale-num", view_scale_num, "Disparity header: scale numerator, 0.0000019..4095.998 (default 2000)");
-  CLI::Option *view_scale_den_opt = view_cmd->add_option(
-      "--scale-den", view_scale_den, "Disparity header: scale denominator, 0.0000019..4095.998 (default 0.5)");
-  CLI::Option *view_ref_width_opt = view_cmd->add_option(
-      "--ref-width", view_ref_width, "Disparity header: reference width 1..65535 (default: the map's width)");
+  AddDisparityHeaderOptions(view_cmd, &view.scale_num, &view.scale_den, &view.ref_width);
   view_cmd->add_option("--dumps", view.dumps, "Step through the library's imagein/weightin dumps of a directory");
   view_cmd->add_option("--focus", view.focus, "Initial focus point X,Y in frame pixels");
   view_cmd->add_option("--fnumber", view.f_number, "Initial F_number 1..20")->capture_default_str();
@@ -177,13 +185,6 @@ int main(int argc, char **argv) {
     return kExitBadInput;
   }
 
-  if (scale_num_opt->count()) render.scale_num = scale_num;
-  if (scale_den_opt->count()) render.scale_den = scale_den;
-  if (ref_width_opt->count()) render.ref_width = ref_width;
-  if (view_scale_num_opt->count()) view.scale_num = view_scale_num;
-  if (view_scale_den_opt->count()) view.scale_den = view_scale_den;
-  if (view_ref_width_opt->count()) view.ref_width = view_ref_width;
-  if (count_opt->count()) render.count = frame_count;
   render.fnumber_given = render_fnumber_opt->count() > 0;
   render.jpeg_quality_given = jpeg_quality_opt->count() > 0;
   render.range_given = range_opt->count() > 0;
