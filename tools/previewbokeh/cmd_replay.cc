@@ -29,15 +29,6 @@ namespace {
 // Amplification of the luma difference in --diff-png pictures.
 constexpr int kDiffGain = 16;
 
-std::vector<uint8_t> ReadDump(const std::string &path, size_t expected) {
-  std::vector<uint8_t> bytes = ReadFileBytes(path);
-  if (bytes.size() != expected) {
-    throw InputError(path + ": " + std::to_string(bytes.size()) + " bytes, expected " +
-                     std::to_string(expected) + " for its size");
-  }
-  return bytes;
-}
-
 // PSNR for JSON: null stands for infinity (identical samples).
 nlohmann::json PsnrJson(double psnr) {
   return std::isinf(psnr) ? nlohmann::json(nullptr) : nlohmann::json(psnr);
@@ -112,14 +103,9 @@ int RunReplay(const ReplayOptions &o) {
   int identical = 0, differing = 0, unchecked = 0;
   for (size_t i = 0; i < frames.size(); ++i) {
     const DumpSet &set = *frames[i];
-    const size_t pixels = static_cast<size_t>(set.size.width) * set.size.height;
     YuvFrame input(set.size);
-    input.data = ReadDump(set.imagein, YuvFrame::FrameBytes(set.size));
-    const std::vector<uint8_t> weight_bytes = ReadDump(set.weightin, pixels * 2);
-    std::vector<uint16_t> weights(pixels);
-    for (size_t k = 0; k < pixels; ++k) {
-      weights[k] = static_cast<uint16_t>(weight_bytes[2 * k] | weight_bytes[2 * k + 1] << 8);
-    }
+    input.data = ReadDumpBytes(set.imagein, YuvFrame::FrameBytes(set.size));
+    const std::vector<uint16_t> weights = ReadDumpWeights(set.weightin, set.size);
     if (!renderer || renderer_size != set.size) {
       renderer.reset();
       renderer = std::make_unique<BokehRenderer>(set.size, o.ratio);
@@ -142,7 +128,7 @@ int RunReplay(const ReplayOptions &o) {
       ++unchecked;
     } else {
       YuvFrame recorded(set.size);
-      recorded.data = ReadDump(set.imageout, output.data.size());
+      recorded.data = ReadDumpBytes(set.imageout, output.data.size());
       const FrameDiff d = CompareFrames(recorded, output);
       if (d.differing == 0) {
         verdict = "identical";

@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "errors.h"
+#include "image_io.h"
 
 namespace fs = std::filesystem;
 
@@ -61,6 +62,25 @@ std::map<std::tuple<int, int, std::string>, DumpSet> FindDumps(const std::string
   }
   if (ec) throw InputError(dir + ": cannot list: " + ec.message());
   return sets;
+}
+
+std::vector<uint8_t> ReadDumpBytes(const std::string &path, size_t expected) {
+  std::vector<uint8_t> bytes = ReadFileBytes(path);
+  if (bytes.size() != expected) {
+    throw InputError(path + ": " + std::to_string(bytes.size()) + " bytes, expected " +
+                     std::to_string(expected) + " for its size");
+  }
+  return bytes;
+}
+
+std::vector<uint16_t> ReadDumpWeights(const std::string &path, Size size) {
+  const size_t pixels = static_cast<size_t>(size.width) * size.height;
+  const std::vector<uint8_t> bytes = ReadDumpBytes(path, pixels * 2);
+  std::vector<uint16_t> weights(pixels);
+  for (size_t k = 0; k < pixels; ++k) {
+    weights[k] = static_cast<uint16_t>(bytes[2 * k] | bytes[2 * k + 1] << 8);
+  }
+  return weights;
 }
 
 }  // namespace pbtool

@@ -2,9 +2,11 @@
 #ifndef PREVIEWBOKEH_TOOL_DUMPS_H_
 #define PREVIEWBOKEH_TOOL_DUMPS_H_
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <tuple>
+#include <vector>
 
 #include "cli.h"
 
@@ -30,6 +32,13 @@ struct DumpSet {
 // Groups the dumps of a directory by size and stamp, in name order.
 // Throws InputError when the directory cannot be read.
 std::map<std::tuple<int, int, std::string>, DumpSet> FindDumps(const std::string &dir);
+
+// The bytes of a dump, which must be `expected` long for the size its name
+// gives; throws InputError naming the file otherwise.
+std::vector<uint8_t> ReadDumpBytes(const std::string &path, size_t expected);
+
+// A weightin dump: width x height 16-bit little-endian weights.
+std::vector<uint16_t> ReadDumpWeights(const std::string &path, Size size);
 
 }  // namespace pbtool
 

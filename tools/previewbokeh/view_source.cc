@@ -100,15 +100,6 @@ class FileSource : public ViewSource {
   std::vector<std::string> maps_;
 };
 
-std::vector<uint8_t> ReadSized(const std::string &path, size_t expected) {
-  std::vector<uint8_t> bytes = ReadFileBytes(path);
-  if (bytes.size() != expected) {
-    throw InputError(path + ": " + std::to_string(bytes.size()) + " bytes, expected " +
-                     std::to_string(expected) + " for its size");
-  }
-  return bytes;
-}
-
 class DumpSource : public ViewSource {
  public:
   DumpSource(const std::string &dir, int *skipped) {
@@ -141,15 +132,10 @@ class DumpSource : public ViewSource {
  protected:
   ViewFrame Load(int i) override {
     const DumpSet &set = sets_[static_cast<size_t>(i)];
-    const size_t pixels = static_cast<size_t>(size_.width) * size_.height;
     ViewFrame frame;
     frame.yuv = YuvFrame(size_);
-    frame.yuv.data = ReadSized(set.imagein, YuvFrame::FrameBytes(size_));
-    const std::vector<uint8_t> bytes = ReadSized(set.weightin, pixels * 2);
-    frame.weights.resize(pixels);
-    for (size_t k = 0; k < pixels; ++k) {
-      frame.weights[k] = static_cast<uint16_t>(bytes[2 * k] | bytes[2 * k + 1] << 8);
-    }
+    frame.yuv.data = ReadDumpBytes(set.imagein, YuvFrame::FrameBytes(size_));
+    frame.weights = ReadDumpWeights(set.weightin, size_);
     return frame;
   }
 
