@@ -111,46 +111,18 @@ int RunRender(const RenderOptions &o) {
   // Disparity maps: each one of the frames to render is loaded and checked now.
   DisparityOptions dopt{o.disparity, o.disparity_size, o.scale_num.value_or(0), o.scale_den.value_or(0),
                         o.ref_width.value_or(0)};
-  std::vector<std::string> disparity_files;
-  std::error_code ec;
-  const bool disparity_dir = fs::is_directory(o.disparity, ec);
-  if (disparity_dir && !o.disparity_size.empty()) {
-    throw InputError("--disparity-size: only for a raw disparity map, not for the directory of images '" +
-                     o.disparity + "'");
-  }
-  if (disparity_dir) {
-    disparity_files = ListImages(o.disparity, "--disparity");
-    if (static_cast<int>(disparity_files.size()) != total) {
-      throw InputError("--disparity: '" + o.disparity + "' holds " +
-                       std::to_string(disparity_files.size()) + " maps for " + std::to_string(total) +
-                       " frames");
-    }
-  } else {
-    disparity_files.push_back(o.disparity);
-  }
-  auto disparity_for = [&](int frame) -> const std::string & {
-    return disparity_files[disparity_dir ? static_cast<size_t>(frame) : 0];
-  };
-  auto load_disparity = [&](int frame) {
-    DisparityMap map = LoadDisparity(disparity_for(frame), dopt);
+  const DisparityMaps maps(dopt, total);
+  auto load_disparity = [&](int frame, const Size *size) {
+    DisparityMap map = maps.Load(frame, size);
     if (o.fill_holes) FillDisparityHoles(&map.samples);
     return map;
   };
-  DisparityMap disparity = load_disparity(o.start);
-  CheckDisparityFits(disparity, size, disparity_for(o.start));
+  DisparityMap disparity = load_disparity(o.start, nullptr);
+  CheckDisparityFits(disparity, size, maps.File(o.start));
   const Size dsize{disparity.samples.width, disparity.samples.height};
-  if (disparity_dir) {
-    for (int i = o.start + 1; i < o.start + count; ++i) {
-      const DisparityMap map = LoadDisparity(disparity_for(i), dopt);
-      if (map.samples.width != dsize.width || map.samples.height != dsize.height) {
-        throw InputError(disparity_for(i) + ": disparity size " + std::to_string(map.samples.width) + "x" +
-                         std::to_string(map.samples.height) + " does not match the first map's " +
-                         ToString(dsize));
-      }
-    }
-  }
+  maps.CheckSizes(o.start + 1, o.start + count, dsize);
   std::vector<std::string> warnings;
-  const std::string aspect = AspectWarning(size, dsize, disparity_for(o.start));
+  const std::string aspect = AspectWarning(size, dsize, maps.File(o.start));
   if (!aspect.empty()) warnings.push_back(aspect);
 
   Point focus{size.width / 2, size.height / 2};
@@ -171,6 +143,7 @@ int RunRender(const RenderOptions &o) {
   // Every file this run reads and writes, checked before anything is written.
   OutputPlan plan;
   std::vector<std::string> image_files;  // of a directory input, in frame order
+  std::error_code ec;
   if (fs::is_directory(o.image, ec)) {
     plan.AddInputDirectory(o.image, "--image");
     image_files = ListImages(o.image, "--image");
@@ -178,8 +151,8 @@ int RunRender(const RenderOptions &o) {
   } else {
     plan.AddInputFile(o.image, "--image");
   }
-  if (disparity_dir) plan.AddInputDirectory(o.disparity, "--disparity");
-  for (const std::string &f : disparity_files) plan.AddInputFile(f, "--disparity");
+  if (maps.per_frame()) plan.AddInputDirectory(o.disparity, "--disparity");
+  for (const std::string &f : maps.files()) plan.AddInputFile(f, "--disparity");
   if (!o.focus_track.empty()) plan.AddInputFile(o.focus_track, "--focus-track");
   auto frame_label = [&](const std::string &option, int i) {
     if (static_cast<size_t>(i) < image_files.size()) {
@@ -243,7 +216,7 @@ int RunRender(const RenderOptions &o) {
   for (; done < count && !InterruptScope::Requested(); ++done) {
     const int i = o.start + done;
     const YuvFrame frame = source.Read(i);
-    if (done > 0 && disparity_dir) disparity_frame = BuildDisparityFrame(load_disparity(i));
+    if (done > 0 && maps.per_frame()) disparity_frame = BuildDisparityFrame(load_disparity(i, &dsize));
     const FrameFocus &ff = frame_focus[static_cast<size_t>(i)];
     double t = NowMs();
     engine.Compute(disparity_frame, ff.f_number, ff.focus, &weights);

@@ -222,6 +222,50 @@ DisparityMap LoadDisparity(const std::string &path, const DisparityOptions &o) {
   return map;
 }
 
+DisparityMaps::DisparityMaps(const DisparityOptions &options, int frames) : options_(options) {
+  std::error_code ec;
+  per_frame_ = fs::is_directory(options.path, ec);
+  if (!per_frame_) {
+    files_.push_back(options.path);
+    return;
+  }
+  if (!options.raw_size.empty()) {
+    throw InputError("--disparity-size: only for a raw disparity map, not for the directory of images '" +
+                     options.path + "'");
+  }
+  files_ = ListImages(options.path, "--disparity");
+  if (static_cast<int>(files_.size()) != frames) {
+    throw InputError("--disparity: '" + options.path + "' holds " + std::to_string(files_.size()) +
+                     " maps for " + std::to_string(frames) + " frames");
+  }
+}
+
+namespace {
+
+void CheckMapSize(const std::string &file, int width, int height, Size size) {
+  if (width != size.width || height != size.height) {
+    throw InputError(file + ": disparity size " + SizeText(width, height) +
+                     " does not match the first map's " + ToString(size));
+  }
+}
+
+}  // namespace
+
+DisparityMap DisparityMaps::Load(int frame, const Size *size) const {
+  DisparityMap map = LoadDisparity(File(frame), options_);
+  if (size) CheckMapSize(File(frame), map.samples.width, map.samples.height, *size);
+  return map;
+}
+
+void DisparityMaps::CheckSizes(int first, int end, Size size) const {
+  if (!per_frame_) return;
+  for (int i = first; i < end; ++i) {
+    int width = 0, height = 0;
+    ReadImageSize(File(i), &width, &height);
+    CheckMapSize(File(i), width, height, size);
+  }
+}
+
 void CheckDisparityFits(const DisparityMap &map, Size frame, const std::string &name) {
   if (map.samples.width > frame.width || map.samples.height > frame.height) {
     throw InputError(name + ": disparity map " + std::to_string(map.samples.width) + "x" +

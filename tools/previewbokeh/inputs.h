@@ -86,6 +86,29 @@ struct DisparityOptions {
 // header values) or a complete disparity-frame file (its own header).
 DisparityMap LoadDisparity(const std::string &path, const DisparityOptions &o);
 
+// The disparity maps of a run of `frames` frames: one map for every frame, or
+// a directory of PNG/JPEG maps, one per frame in name order, all of one size.
+class DisparityMaps {
+ public:
+  // Throws InputError when a directory holds another number of maps.
+  DisparityMaps(const DisparityOptions &options, int frames);
+
+  bool per_frame() const { return per_frame_; }
+  const std::vector<std::string> &files() const { return files_; }
+  const std::string &File(int frame) const {
+    return files_[per_frame_ ? static_cast<size_t>(frame) : 0];
+  }
+  // Loads the map of `frame`; with `size`, it must have that size.
+  DisparityMap Load(int frame, const Size *size = nullptr) const;
+  // Checks from the image headers that the maps of frames [first, end) have `size`.
+  void CheckSizes(int first, int end, Size size) const;
+
+ private:
+  DisparityOptions options_;
+  bool per_frame_ = false;
+  std::vector<std::string> files_;
+};
+
 // Throws InputError unless the map fits inside the frame.
 void CheckDisparityFits(const DisparityMap &map, Size frame, const std::string &name);
 

@@ -46,18 +46,9 @@ class FileSource : public ViewSource {
     size_ = frames_->size();
     count_ = frames_->count();
     format_ = frames_->format();
-    std::error_code ec;
-    if (fs::is_directory(in.disparity.path, ec)) {
-      maps_ = ListImages(in.disparity.path, "--disparity");
-      if (static_cast<int>(maps_.size()) != count_) {
-        throw InputError("--disparity: '" + in.disparity.path + "' holds " + std::to_string(maps_.size()) +
-                         " maps for " + std::to_string(count_) + " frames");
-      }
-    } else {
-      maps_.push_back(in.disparity.path);
-    }
-    const DisparityMap first = LoadDisparity(maps_[0], in.disparity);
-    CheckDisparityFits(first, size_, maps_[0]);
+    maps_ = std::make_unique<DisparityMaps>(in.disparity, count_);
+    const DisparityMap first = maps_->Load(0);
+    CheckDisparityFits(first, size_, maps_->File(0));
     disparity_size_ = {first.samples.width, first.samples.height};
     default_focus_ = {size_.width / 2, size_.height / 2};
     description_ = in.image + " (" + ToString(size_) + ", " + std::to_string(count_) +
@@ -75,14 +66,7 @@ class FileSource : public ViewSource {
     }
     ViewFrame frame;
     frame.yuv = frames_->Read(i);
-    const std::string &map = maps_[maps_.size() == 1 ? 0 : static_cast<size_t>(i)];
-    frame.disparity = LoadDisparity(map, inputs_.disparity);
-    if (frame.disparity.samples.width != disparity_size_.width ||
-        frame.disparity.samples.height != disparity_size_.height) {
-      throw InputError(map + ": disparity size " + std::to_string(frame.disparity.samples.width) + "x" +
-                       std::to_string(frame.disparity.samples.height) + " does not match the first map's " +
-                       ToString(disparity_size_));
-    }
+    frame.disparity = maps_->Load(i, &disparity_size_);
     frame.disparity_frame = BuildDisparityFrame(frame.disparity);
     return frame;
   }
@@ -97,7 +81,7 @@ class FileSource : public ViewSource {
   FileInputs inputs_;
   std::unique_ptr<FrameSource> frames_;
   int next_ = 0;  // next frame a raw source reads
-  std::vector<std::string> maps_;
+  std::unique_ptr<DisparityMaps> maps_;
 };
 
 class DumpSource : public ViewSource {
