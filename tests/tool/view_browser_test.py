@@ -1,31 +1,17 @@
 #!/usr/bin/python3
 """The viewer's page in headless Chromium: clicks, the F_number slider and the
-ratio buttons each change the picture shown, and the picture shown is byte for
-byte what /render answers for the same parameters. Saves a screenshot.
+ratio controls each change the picture shown, and each picture shown is byte
+for byte what /render answers for the same parameters. Saves a screenshot.
+Exits 77 (skipped) where Chromium, its driver or Selenium is missing."""
 
-Exit status 77 (reported as skipped) where Chromium, its driver or Selenium
-is missing."""
+import argparse, base64, os, shutil, signal, subprocess, sys, tempfile, urllib.request
 
-import argparse
-import base64
-import os
-import select
-import shutil
-import signal
-import subprocess
-import sys
-import tempfile
-import time
-import urllib.request
-
-SKIP = 77
-CHROMIUM = "/usr/bin/chromium"
-DRIVER = "/usr/bin/chromedriver"
+CHROMIUM, DRIVER = "/usr/bin/chromium", "/usr/bin/chromedriver"
 
 
 def skip(reason):
     print(f"SKIPPED: {reason}")
-    sys.exit(SKIP)
+    sys.exit(77)
 
 
 try:
@@ -48,70 +34,106 @@ def check(condition, message):
         raise Failure(message)
 
 
-def start_view(tool, args):
-    proc = subprocess.Popen([tool, "view", "--port", "0"] + args, stdout=subprocess.PIPE,
-                            stderr=subprocess.PIPE, text=True)
-    deadline = time.time() + 30
-    line = ""
-    while time.time() < deadline and "http://" not in line:
-        ready, _, _ = select.select([proc.stdout], [], [], 1)
-        if ready:
-            line = proc.stdout.readline()
-            if not line:
-                break
-    if "http://" not in line:
-        proc.kill()
-        raise Failure(f"no address from the viewer: {line!r} {proc.stderr.read()}")
-    return proc, line[line.index("http://"):].strip()
-
-
-def fetch(url):
-    with urllib.request.urlopen(url, timeout=30) as response:
-        return response.read()
-
-
-# The picture the page shows: its parameters (data-url) and its bytes, read
-# back from the page's own blob.
+# The picture the page shows, read back from its own blob: parameters and bytes.
 SHOWN_JS = """
-const done = arguments[arguments.length - 1];
-const img = document.getElementById("out");
+const done = arguments[arguments.length - 1], img = document.getElementById("out");
 fetch(img.src).then((r) => r.arrayBuffer()).then((buffer) => {
-  let text = "";
   const bytes = new Uint8Array(buffer);
+  let text = "";
   for (let i = 0; i < bytes.length; i += 0x8000) text += String.fromCharCode.apply(null, bytes.subarray(i, i + 0x8000));
   done({url: img.dataset.url, seq: img.dataset.seq, b64: btoa(text)});
 }).catch((e) => done({error: String(e)}));
 """
 
-# Where the disparity map is nearest (the subject) and farthest (the far
-# wall), in frame pixels, read with a canvas from /disparity.
+# From /disparity: the centre of the nearest samples (the subject) and a
+# farthest sample away from the borders (the far wall), in map pixels.
 EXTREMES_JS = """
-const done = arguments[arguments.length - 1];
-const image = new Image();
+const done = arguments[arguments.length - 1], image = new Image();
 image.onload = () => {
-  const canvas = document.createElement("canvas");
-  canvas.width = image.width; canvas.height = image.height;
+  const w = image.width, h = image.height, canvas = document.createElement("canvas");
+  canvas.width = w; canvas.height = h;
   const ctx = canvas.getContext("2d");
   ctx.drawImage(image, 0, 0);
-  const data = ctx.getImageData(0, 0, image.width, image.height).data;
-  const at = (x, y) => data[4 * (y * image.width + x)];
-  let max = -1, min = 256, far = [0, 0];
-  // Away from the borders, where the nearest and farthest layers are large.
-  for (let y = 2; y < image.height - 2; y++) for (let x = 2; x < image.width - 2; x++) {
-    const v = at(x, y);
-    if (v > max) max = v;
-    if (v < min) { min = v; far = [x, y]; }
+  const data = ctx.getImageData(0, 0, w, h).data, at = (x, y) => data[4 * (y * w + x)];
+  let max = -1, min = 256, far = [0, 0], sx = 0, sy = 0, n = 0;
+  for (let y = 2; y < h - 2; y++) for (let x = 2; x < w - 2; x++) {
+    max = Math.max(max, at(x, y));
+    if (at(x, y) < min) { min = at(x, y); far = [x, y]; }
   }
-  // The subject: the centre of the nearest samples.
-  let sx = 0, sy = 0, n = 0;
-  for (let y = 0; y < image.height; y++) for (let x = 0; x < image.width; x++) {
-    if (at(x, y) === max) { sx += x; sy += y; n++; }
-  }
-  done({w: image.width, h: image.height, near: [Math.round(sx / n), Math.round(sy / n)], far: far, max: max, min: min});
+  for (let y = 0; y < h; y++) for (let x = 0; x < w; x++) if (at(x, y) === max) { sx += x; sy += y; n++; }
+  done({w: w, h: h, near: [Math.round(sx / n), Math.round(sy / n)], far: far, max: max, min: min});
 };
 image.onerror = () => done({error: "disparity image"});
 image.src = "/disparity?frame=0";
 """
+
+
+def run(driver, url, out_dir):
+    wait = WebDriverWait(driver, 30)
+    driver.get(url)
+    img = driver.find_element(By.ID, "out")
+    params = lambda: img.get_attribute("data-url")
+    state = {"seq": "0", "picture": None}
+    steps = []
+
+    def shown(name, expected):
+        """Waits for a newer picture with these parameters; it must differ from the last one."""
+        try:
+            wait.until(lambda d: img.get_attribute("data-seq") != state["seq"] and params() == expected)
+        except Exception:
+            raise Failure(f"{name}: the page did not show {expected} (shows {params()}, "
+                          f"error: {driver.find_element(By.ID, 'error').text!r})")
+        got = driver.execute_async_script(SHOWN_JS)
+        check("error" not in got, f"{name}: reading the shown picture: {got.get('error')}")
+        picture = base64.b64decode(got["b64"])
+        check(picture != state["picture"], f"{name}: the picture did not change")
+        state.update(seq=got["seq"], picture=picture)
+        steps.append((name, expected, picture))
+
+    shown("start", "/render?x=8&y=8&f=4&ratio=1&frame=0")
+    ext = driver.execute_async_script(EXTREMES_JS)
+    check("error" not in ext and ext["max"] > ext["min"], f"disparity map: {ext}")
+
+    # 1. The subject, 2. the far wall: the click, mapped back from the
+    # displayed size, sets the focus within a pixel or two.
+    for name, point in (("subject", ext["near"]), ("background", ext["far"])):
+        fx, fy = int((point[0] + 0.5) * 960 / ext["w"]), int((point[1] + 0.5) * 540 / ext["h"])
+        w, h = driver.execute_script("const r = arguments[0].getBoundingClientRect(); return [r.width, r.height];", img)
+        before = params()
+        ActionChains(driver).move_to_element_with_offset(
+            img, round((fx + 0.5) * w / 960 - w / 2), round((fy + 0.5) * h / 540 - h / 2)).click().perform()
+        wait.until(lambda d: params() != before)
+        query = dict(p.split("=") for p in params().split("?")[1].split("&"))
+        check(abs(int(query["x"]) - fx) <= 2 and abs(int(query["y"]) - fy) <= 2,
+              f"{name}: clicked {fx},{fy}, page asked {params()}")
+        shown(name, params())
+
+    # 3. The F_number slider, moved with the keyboard from 4 down to 1 (a click would move it).
+    slider = driver.find_element(By.ID, "f")
+    driver.execute_script("arguments[0].focus();", slider)
+    for _ in range(6):
+        slider.send_keys(Keys.ARROW_LEFT)
+    check(slider.get_attribute("value") == "1", "slider did not reach 1")
+    shown("f-number", params().replace("f=4&", "f=1&"))
+
+    # 4. The ratio: a button, then a digit key; ratio 8 is ruled out at 960x540.
+    buttons = {b.text: b for b in driver.find_elements(By.CSS_SELECTOR, "#ratios button")}
+    check(buttons["8"].get_attribute("disabled") is not None, "ratio 8 should be disabled at 960x540")
+    check("ratio 8 needs" in (buttons["8"].get_attribute("title") or ""), "ratio 8 shows no reason")
+    buttons["2"].click()
+    shown("ratio-2", params().replace("ratio=1&", "ratio=2&"))
+    driver.find_element(By.TAG_NAME, "body").send_keys("4")
+    shown("ratio-4", params().replace("ratio=2&", "ratio=4&"))
+
+    # Every picture shown is what /render answers for its parameters.
+    for name, target, picture in steps:
+        with urllib.request.urlopen(url.rstrip("/") + target, timeout=30) as response:
+            check(picture == response.read(), f"{name}: shown picture differs from {target}")
+        check(picture[:8] == b"\x89PNG\r\n\x1a\n", f"{name}: not a PNG")
+        print(f"ok {name}: {target}")
+    shot = os.path.join(out_dir, "viewer.png")
+    check(driver.save_screenshot(shot), "no screenshot")
+    print(f"screenshot: {shot}")
 
 
 def main():
@@ -123,121 +145,22 @@ def main():
         if not os.access(path, os.X_OK):
             skip(f"{path} missing; Debian package {package}")
     os.makedirs(args.out, exist_ok=True)
-
-    proc, url = start_view(args.tool, ["--size", "960x540", "--focus", "8,8"])
+    proc = subprocess.Popen([args.tool, "view", "--port", "0", "--size", "960x540", "--focus", "8,8"],
+                            stdout=subprocess.PIPE, text=True)
+    line = proc.stdout.readline()  # the address, or "" when the viewer failed to start
     profile = tempfile.mkdtemp(prefix="pbview-chromium-")
     driver = None
     try:
+        check("http://" in line, f"no address from the viewer: {line!r}")
         options = webdriver.ChromeOptions()
         options.binary_location = CHROMIUM
-        for flag in ("--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
+        for flag in ("--headless", "--no-sandbox", "--disable-gpu", "--no-first-run", "--disable-dev-shm-usage",
                      "--disable-background-networking", "--disable-component-update", "--disable-sync",
-                     "--disable-dev-shm-usage", f"--user-data-dir={profile}", "--window-size=1400,900"):
+                     f"--user-data-dir={profile}", "--window-size=1400,900"):
             options.add_argument(flag)
         driver = webdriver.Chrome(service=Service(DRIVER), options=options)
         driver.set_script_timeout(30)
-        wait = WebDriverWait(driver, 30)
-        driver.get(url)
-
-        def shown_after(previous_seq, expected_url):
-            """Waits until the page shows a newer picture with these parameters."""
-            def ready(d):
-                img = d.find_element(By.ID, "out")
-                return (img.get_attribute("data-seq") != previous_seq and
-                        img.get_attribute("data-url") == expected_url)
-            try:
-                wait.until(ready)
-            except Exception:
-                img = driver.find_element(By.ID, "out")
-                raise Failure(f"the page did not show {expected_url} (shows {img.get_attribute('data-url')}, "
-                              f"error: {driver.find_element(By.ID, 'error').text!r})")
-            shown = driver.execute_async_script(SHOWN_JS)
-            check("error" not in shown, f"reading the shown picture: {shown.get('error')}")
-            return shown["seq"], base64.b64decode(shown["b64"])
-
-        seq, shown = shown_after("0", "/render?x=8&y=8&f=4&ratio=1&frame=0")
-        check(shown == fetch(url.rstrip("/") + "/render?x=8&y=8&f=4&ratio=1&frame=0"),
-              "first picture differs from /render")
-        extremes = driver.execute_async_script(EXTREMES_JS)
-        check("error" not in extremes and extremes["max"] > extremes["min"], f"disparity map: {extremes}")
-
-        img = driver.find_element(By.ID, "out")
-        scale_x = 960 / extremes["w"]
-        scale_y = 540 / extremes["h"]
-
-        def click_frame(fx, fy):
-            """Clicks the picture at frame pixel (fx, fy) as displayed (scaled)."""
-            rect = driver.execute_script("const r = arguments[0].getBoundingClientRect();"
-                                         "return [r.width, r.height];", img)
-            dx = (fx + 0.5) * rect[0] / 960 - rect[0] / 2
-            dy = (fy + 0.5) * rect[1] / 540 - rect[1] / 2
-            ActionChains(driver).move_to_element_with_offset(img, int(round(dx)), int(round(dy))).click().perform()
-
-        def params():
-            return driver.find_element(By.ID, "out").get_attribute("data-url")
-
-        steps = []
-        # 1. The subject, 2. the far wall: the focus follows the click.
-        for name, point in (("subject", extremes["near"]), ("background", extremes["far"])):
-            fx, fy = int((point[0] + 0.5) * scale_x), int((point[1] + 0.5) * scale_y)
-            click_frame(fx, fy)
-            wait.until(lambda d: params() != steps[-1][1] if steps else True)
-            wait.until(lambda d: d.find_element(By.ID, "out").get_attribute("data-seq") != seq)
-            target = params()
-            got_x = int(target.split("x=")[1].split("&")[0])
-            got_y = int(target.split("y=")[1].split("&")[0])
-            # The displayed size differs from the frame's: the click maps back within a pixel or two.
-            check(abs(got_x - fx) <= 2 and abs(got_y - fy) <= 2, f"{name}: clicked {fx},{fy}, page asked {target}")
-            seq, picture = shown_after(seq, target)
-            steps.append((name, target, picture))
-            shown_next = picture
-            check(shown_next != shown, f"{name}: the picture did not change")
-            shown = shown_next
-
-        # 3. The F_number slider, moved with the keyboard from 4 down to 1.
-        slider = driver.find_element(By.ID, "f")
-        driver.execute_script("arguments[0].focus();", slider)  # a click would move it
-        for _ in range(6):
-            slider.send_keys(Keys.ARROW_LEFT)
-        expected = params().replace("f=4&", "f=1&")
-        check(driver.find_element(By.ID, "f").get_attribute("value") == "1", "slider did not reach 1")
-        seq, picture = shown_after(seq, expected)
-        check(picture != shown, "F_number: the picture did not change")
-        steps.append(("f-number", expected, picture))
-        shown = picture
-
-        # 4. The ratio: a button, then a digit key; ratio 8 is ruled out at 960x540.
-        buttons = {b.text: b for b in driver.find_elements(By.CSS_SELECTOR, "#ratios button")}
-        check(buttons["8"].get_attribute("disabled") is not None, "ratio 8 should be disabled at 960x540")
-        check("ratio 8 needs" in (buttons["8"].get_attribute("title") or ""), "ratio 8 shows no reason")
-        buttons["2"].click()
-        expected = params().replace("ratio=1&", "ratio=2&")
-        seq, picture = shown_after(seq, expected)
-        check(picture != shown, "ratio 2: the picture did not change")
-        steps.append(("ratio-2", expected, picture))
-        shown = picture
-        driver.find_element(By.TAG_NAME, "body").send_keys("4")
-        expected = params().replace("ratio=2&", "ratio=4&")
-        seq, picture = shown_after(seq, expected)
-        check(picture != shown, "ratio 4: the picture did not change")
-        steps.append(("ratio-4", expected, picture))
-
-        # Every picture shown is what /render answers for its parameters.
-        for name, target, picture in steps:
-            check(picture == fetch(url.rstrip("/") + target), f"{name}: shown picture differs from {target}")
-            check(picture[:8] == b"\x89PNG\r\n\x1a\n", f"{name}: not a PNG")
-
-        # The weights over the output, for the screenshot.
-        driver.find_element(By.CSS_SELECTOR, "#modes button[data-mode=overlay]").click()
-        wait.until(lambda d: (d.find_element(By.ID, "weights-layer").get_attribute("data-url") or "").startswith(
-            "/weights?"))
-        time.sleep(0.3)
-        driver.find_element(By.CSS_SELECTOR, "#modes button[data-mode=output]").click()
-        shot = os.path.join(args.out, "viewer.png")
-        driver.save_screenshot(shot)
-        print(f"screenshot: {shot}")
-        for name, target, _ in steps:
-            print(f"ok {name}: {target}")
+        run(driver, line[line.index("http://"):].strip(), args.out)
     finally:
         if driver is not None:
             driver.quit()
