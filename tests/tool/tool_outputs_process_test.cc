@@ -1,7 +1,8 @@
-// Every subcommand as a process: outputs checked against inputs and each
-// other before anything is written (the library log included), raw sizes
-// from file names, the tool's own options on either side of the subcommand,
-// and options that would not be used refused rather than ignored.
+// Every subcommand as a process: refused runs write nothing (outputs checked
+// against inputs and each other, the library log included, and input checked
+// through its last frame first), results replaced only with --force, raw
+// sizes from file names, and the tool's own options on either side of the
+// subcommand.
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -18,13 +19,6 @@ using namespace pbtool;
 using namespace pbtool_process;
 
 namespace {
-
-// The demo's input as `frames` raw NV21 frames.
-void WriteRawFrame(const std::string &path, int frames = 1) {
-  const YuvFrame f = RgbToYuv(ReadImage(kIn, 3), YuvFormat::kNV21);
-  std::ofstream out(path, std::ios::binary);
-  for (int i = 0; i < frames; ++i) out.write(reinterpret_cast<const char *>(f.data.data()), f.data.size());
-}
 
 // The assist library the demo reports loading.
 std::string AssistOf(const std::string &demo_stdout) {
@@ -47,9 +41,11 @@ class OutputsTest : public ToolTest {
   std::string imagein_;
 };
 
-// Refused runs of replay, bench and demo: exit 2, one line naming what
-// collides, and no file written, created or truncated (the library log too).
-TEST_F(OutputsTest, ReplayBenchAndDemoCheckTheirOutputsFirst) {
+// Each refused run exits 2 with one line naming what is wrong and leaves
+// every file as it was: no output, directory or library log created, nothing
+// truncated. The messages themselves are checked against the table of
+// messages; these cases are the ones where something could have been written.
+TEST_F(OutputsTest, RefusedRunsWriteNothing) {
   RecordDumps();
   ASSERT_EQ(Run({"replay", "dumps", "--out", "done"}).status, 0);
   ASSERT_EQ(Run({"replay", "dumps"}).status, 0);
@@ -60,11 +56,69 @@ TEST_F(OutputsTest, ReplayBenchAndDemoCheckTheirOutputsFirst) {
   ASSERT_FALSE(assist.empty());
   fs::create_directories("lib");
   fs::copy_file(assist, "lib/output.png");  // loadable under a picture's name
+  for (const char *dir : {"frames", "stems", "mixed"}) fs::create_directories(dir);
+  fs::copy_file(kIn, "frames/a.png");
+  fs::copy_file(kIn, "frames/b.png");
+  fs::copy_file(kIn, "stems/a.png");
+  WriteJpeg("stems/a.jpg", ReadImage(kIn, 3), 90);
+  fs::copy_file(kIn, "taken.png");
+  // A second frame of another size, found after the first could have been written.
+  fs::copy_file(kIn, "mixed/a.png");
+  WritePng("mixed/b.png", Image(160, 120, 3));
+  WritePng("tiny.png", Image(6, 6, 3));
+  std::ofstream("c.i420", std::ios::binary) << std::string(1000, 'a');
+  std::ofstream("cut.y4m", std::ios::binary) << "YUV4MPEG2 W320 H240\nFRAME\n"
+                                             << std::string(kW * kH * 3 / 2, 'a') << "FRAME\nabc";
+  WriteRawFrames("raw.nv21", 2);
+  std::ofstream("at1.csv") << "1,10,10\n";
+  // The demo's map as a disparity-frame file (header + samples).
+  const Image map = ReadImage(kDisp, 1);
+  const std::vector<uint8_t> frame = BuildDisparityFrame({MakeHeader({map.width, map.height}, 2000, 0.5, 0), map});
+  std::ofstream("map.dfr", std::ios::binary).write(reinterpret_cast<const char *>(frame.data()), frame.size());
+  const Args log = {"--library-log", "new.log"};
+  auto logged = [&](Args args) {
+    args.insert(args.begin(), log.begin(), log.end());
+    return args;
+  };
+  const std::string raw = "320x240";
   const struct {
     const char *name;
     Args args;
     std::vector<std::string> named;
   } cases[] = {
+      // render: outputs against inputs and each other.
+      {"same stem", RenderArgs("stems", kDisp, "out"), {"stems/a.jpg", "stems/a.png", "out/a.png"}},
+      {"output is the input", RenderArgs(kIn, kDisp, kIn), {kIn, "is the input"}},
+      {"output is the disparity", RenderArgs(kIn, kDisp, "./demo/../demo/disparity.png"), {"./demo/../demo/disparity.png", kDisp}},
+      {"output dir is the input dir", RenderArgs("frames", kDisp, "frames/"), {"'frames/'", "'frames'"}},
+      {"output dir inside the input dir", RenderArgs("frames", kDisp, "frames/blurred"), {"frames/blurred", "inside"}},
+      {"out is weights-out", RenderArgs(kIn, kDisp, "o.png", {"--weights-out", "o.png"}), {"--weights-out", "--out", "'o.png'"}},
+      {"json is the library log", {"--library-log", "t.json", "render", "--image", kIn, "--disparity", kDisp, "--out", "o.png", "--json", "t.json"}, {"--json", "--library-log"}},
+      {"weights dir is out dir", RenderArgs("frames", kDisp, "res", {"--weights-out", "res"}), {"res/a.png"}},
+      {"existing output", RenderArgs(kIn, kDisp, "taken.png"), {"'taken.png'", "--force"}},
+      {"forced output is still not an input", RenderArgs(kIn, kDisp, kIn, {"--force"}), {kIn, "is the input"}},
+      // render: input checked through its last frame before the first is written.
+      {"mixed sizes", logged(RenderArgs("mixed", kDisp, "new/out")), {"mixed/b.png", "160x120", "320x240"}},
+      {"mixed sizes with weights", logged(RenderArgs("mixed", kDisp, "made", {"--weights-out", "w"})), {"mixed/b.png"}},
+      {"raw size mismatch", logged(RenderArgs("c.i420", kDisp, "o.nv21", {"--size", raw})),
+       {"c.i420", "1000 bytes", "320x240 i420 frames", "115200 bytes each"}},
+      {"raw size mismatch with stride", RenderArgs("c.i420", kDisp, "o.nv21", {"--size", raw, "--stride", "336"}),
+       {"stride 336 and scanlines 240", "120960 bytes each"}},
+      {"y4m cut in its second frame", logged(RenderArgs("cut.y4m", kDisp, "o.y4m")), {"cut.y4m", "frame 1 is cut short: 3 of 115200"}},
+      {"--size for y4m", RenderArgs("cut.y4m", kDisp, "o.y4m", {"--size", raw}), {"--size", "y4m"}},
+      {"image below the size rule", RenderArgs("tiny.png", kDisp, "t.png"), {"tiny.png: size 6x6 is outside 8..8192"}},
+      {"count past the end from start", RenderArgs("raw.nv21", kDisp, "c.nv21", {"--size", raw, "--start", "1", "--count", "2"}),
+       {"--count: 2 is outside 1..1"}},
+      {"fnumber out of range", logged(RenderArgs(kIn, kDisp, "o.png", {"--fnumber", "0"})), {"--fnumber"}},
+      // Options the run would not use.
+      {"focus set by the track's first rendered frame",
+       RenderArgs("raw.nv21", kDisp, "c.nv21", {"--size", raw, "--start", "1", "--focus", "5,5", "--focus-track", "at1.csv"}),
+       {"--focus: not used"}},
+      {"scale of a disparity-frame file", RenderArgs(kIn, "map.dfr", "h.png", {"--scale-num", "100"}),
+       {"--scale-num: not used: 'map.dfr' is a disparity-frame file"}},
+      {"ref width of a disparity-frame file", RenderArgs(kIn, "map.dfr", "i.png", {"--ref-width", "80"}), {"--ref-width: not used"}},
+      // replay, bench and demo.
+      {"replay ratio 0", {"replay", "dumps", "--out", "r0", "--ratio", "0"}, {"--ratio: 0 is not one of"}},
       {"replay json over a dump", {"replay", "dumps", "--out", "r1", "--json", imagein_}, {"--json", imagein_, "is the input"}},
       {"replay log over a dump", {"--library-log", imagein_, "replay", "dumps", "--out", "r2"}, {"--library-log", "is the input"}},
       {"replay results exist", {"--library-log", "old.log", "replay", "dumps", "--out", "done"}, {"done/replayout_", "--force"}},
@@ -74,6 +128,7 @@ TEST_F(OutputsTest, ReplayBenchAndDemoCheckTheirOutputsFirst) {
        {"--json", "also written by --out"}},
       {"replay out is a file", {"replay", "dumps", "--out", "afile"}, {"'afile' exists and is not a directory"}},
       {"replay diffs into a file", {"replay", "dumps", "--out", "r3", "--diff-png", "afile"}, {"--diff-png", "afile"}},
+      {"bench ratio out of reach", logged({"bench", "--size", "64x48", "--frames", "1", "--ratio", "4"}), {"--ratio: ratio 4 needs"}},
       {"bench json exists", {"--library-log", "old.log", "bench", "--size", "64x48", "--frames", "1", "--json", "taken.json"}, {"taken.json", "--force"}},
       {"bench json is the log", {"bench", "--size", "64x48", "--frames", "1", "--json", "new.log", "--library-log", "new.log"}, {"--json", "--library-log"}},
       {"demo out is a file", {"demo", "--size", "64x48", "--out", "afile"}, {"--out", "'afile' exists and is not a directory"}},
@@ -86,6 +141,10 @@ TEST_F(OutputsTest, ReplayBenchAndDemoCheckTheirOutputsFirst) {
     ExpectRefusedUntouched(c.args, c.named);
   }
   EXPECT_EQ(Slurp("old.log"), "lines of an earlier run\n");
+  // --force replaces an existing output that is not an input.
+  const Result forced = Run(RenderArgs(kIn, kDisp, "taken.png", {"--force"}));
+  EXPECT_EQ(forced.status, 0) << forced.err;
+  EXPECT_NE(Slurp("taken.png"), Slurp(kIn));
 }
 
 TEST_F(OutputsTest, ReplayAndBenchReplaceResultsOnlyWithForceAndDemoReplacesItsOwn) {
@@ -119,42 +178,30 @@ TEST_F(OutputsTest, ReplayAndBenchReplaceResultsOnlyWithForceAndDemoReplacesItsO
   EXPECT_EQ(ReadImage("demo/output.png", 3).width, kW);
 }
 
-// A raw file's name that carries a size: it is the size unless --size
-// says another one, which is refused.
+// A raw file's name that carries a size gives the size; --size may repeat
+// it, and must be given when the name holds two sizes.
 TEST_F(OutputsTest, RawSizeFromTheFileName) {
-  WriteRawFrame("plain.nv21");
-  WriteRawFrame("clip_320x240.nv21");
-  WriteRawFrame("frame-320x240-nv21.yuv");
-  WriteRawFrame("a_160x120_320x240.nv21");  // two sizes: the name says nothing
-  ASSERT_EQ(Run(RenderArgs("plain.nv21", kDisp, "ref.nv21", {"--size", "320x240"})).status, 0);
   const struct {
     const char *file;
     Args extra;
-    int status;
-    std::vector<std::string> said;
+    const char *note;
   } cases[] = {
-      // 320x240 bytes are 4 whole 160x120 frames: only the name shows the mistake.
-      {"clip_320x240.nv21", {"--size", "160x120"}, 2, {"--size: 160x120", "320x240", "clip_320x240.nv21"}},
-      {"frame-320x240-nv21.yuv", {"--size", "640x120"}, 2, {"--size: 640x120", "320x240", "frame-320x240-nv21.yuv"}},
-      {"clip_320x240.nv21", {}, 0, {"--size 320x240 from the name of 'clip_320x240.nv21'"}},
-      {"frame-320x240-nv21.yuv", {}, 0, {"--size 320x240 from the name"}},
-      {"clip_320x240.nv21", {"--size", "320x240"}, 0, {}},
-      {"a_160x120_320x240.nv21", {}, 2, {"--size: required", "a_160x120_320x240.nv21"}},
-      {"a_160x120_320x240.nv21", {"--size", "320x240"}, 0, {}},
+      {"clip_320x240.nv21", {}, "--size 320x240 from the name of 'clip_320x240.nv21'"},
+      {"frame-320x240-nv21.yuv", {}, "--size 320x240 from the name"},
+      {"clip_320x240.nv21", {"--size", "320x240"}, ""},
+      {"a_160x120_320x240.nv21", {"--size", "320x240"}, ""},
   };
+  WriteRawFrames("plain.nv21");
+  ASSERT_EQ(Run(RenderArgs("plain.nv21", kDisp, "ref.nv21", {"--size", "320x240"})).status, 0);
   int n = 0;
   for (const auto &c : cases) {
     SCOPED_TRACE(std::string(c.file) + " " + ::testing::PrintToString(c.extra));
+    if (!fs::exists(c.file)) WriteRawFrames(c.file);
     const std::string out = "o" + std::to_string(n++) + ".nv21";
     const Result r = Run(RenderArgs(c.file, kDisp, out, c.extra));
-    EXPECT_EQ(r.status, c.status) << r.err;
-    for (const std::string &s : c.said) EXPECT_NE(r.err.find(s), npos) << s << " in " << r.err;
-    if (c.status == 0) {
-      EXPECT_TRUE(Slurp(out) == Slurp("ref.nv21"));
-    } else {
-      EXPECT_EQ(Lines(r.err), 1) << r.err;
-      EXPECT_FALSE(fs::exists(out));
-    }
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.err.find(c.note), npos) << r.err;
+    EXPECT_TRUE(Slurp(out) == Slurp("ref.nv21"));
   }
 }
 
@@ -172,20 +219,12 @@ TEST_F(OutputsTest, ToolOptionsOnEitherSideOfTheSubcommand) {
       if (command[0] == "render") args[4] = log + ".png";
       args.insert(after ? args.end() : args.begin(), tool.begin(), tool.end());
       SCOPED_TRACE(::testing::PrintToString(args));
-      Result r = Run(args);
+      const Result r = Run(args);
       ASSERT_EQ(r.status, 0) << r.err;
       const std::string lines = Slurp(log);
       EXPECT_NE(lines.find("PreviewBokeh"), npos) << lines;
       EXPECT_NE(lines.find("iBokehBlurImage"), npos) << lines;
       EXPECT_EQ(r.err.find("iBokehBlurImage"), npos) << "library lines on stderr: " << r.err;
-      // A missing assist library is refused on either side.
-      Args missing = command;
-      if (command[0] == "render") missing[4] = log + ".missing.png";
-      const Args bad = {"--assist", "no/such/lib.so"};
-      missing.insert(after ? missing.end() : missing.begin(), bad.begin(), bad.end());
-      r = Run(missing);
-      EXPECT_NE(r.status, 0);
-      EXPECT_NE(r.err.find("no/such/lib.so"), npos) << r.err;
     }
   }
   for (const Args &args : {Args{"--version"}, Args{"--version", "bench"}}) {
@@ -195,51 +234,23 @@ TEST_F(OutputsTest, ToolOptionsOnEitherSideOfTheSubcommand) {
   }
 }
 
-// Options that the run would not use are refused, naming the option; the
-// same options where they apply are taken.
-TEST_F(OutputsTest, OptionsThatWouldBeIgnoredAreRefused) {
-  WriteRawFrame("raw.nv21", 2);
-  std::ofstream("at0.csv") << "0,10,10,6\n";
+// Options that are refused where the run would not use them are taken where
+// it does.
+TEST_F(OutputsTest, OptionsAreTakenWhereTheyApply) {
+  WriteRawFrames("raw.nv21", 2);
   std::ofstream("at1.csv") << "1,10,10\n";
   std::ofstream("nof.csv") << "0,10,10\n";
-  fs::create_directories("maps");
-  fs::copy_file(kDisp, "maps/a.png");
-  // The demo's map as a disparity-frame file (header + samples).
-  const Image map = ReadImage(kDisp, 1);
-  const std::vector<uint8_t> frame =
-      BuildDisparityFrame({MakeHeader({map.width, map.height}, 2000, 0.5, 0), map});
-  std::ofstream("map.dfr", std::ios::binary).write(reinterpret_cast<const char *>(frame.data()), frame.size());
-  const struct {
-    Args args;
-    int status;
-    std::string said;
-  } cases[] = {
-      {RenderArgs(kIn, kDisp, "a.png", {"--focus", "5,5", "--focus-track", "nof.csv"}), 2, "--focus: not used: 'nof.csv' line 1"},
-      {RenderArgs(kIn, kDisp, "b.png", {"--fnumber", "9", "--focus-track", "at0.csv"}), 2, "--fnumber: not used: 'at0.csv' line 1"},
-      {RenderArgs("raw.nv21", kDisp, "c.nv21", {"--size", "320x240", "--start", "1", "--focus", "5,5", "--focus-track", "at1.csv"}), 2, "--focus: not used"},
-      {RenderArgs(kIn, kDisp, "d.png", {"--jpeg-quality", "50"}), 2, "--jpeg-quality: not used: no .jpg output"},
-      {RenderArgs("raw.nv21", kDisp, "e.nv12", {"--size", "320x240", "--range", "full"}), 2, "--range: not used"},
-      {RenderArgs(kIn, kDisp, "f.png", {"--disparity-size", "80x60"}), 2, "--disparity-size: only for a raw disparity map, not for the image"},
-      {RenderArgs(kIn, "maps", "g.png", {"--disparity-size", "80x60"}), 2, "--disparity-size: only for a raw disparity map, not for the directory"},
-      {RenderArgs(kIn, "map.dfr", "h.png", {"--scale-num", "100"}), 2, "--scale-num: not used: 'map.dfr' is a disparity-frame file"},
-      {RenderArgs(kIn, "map.dfr", "i.png", {"--ref-width", "80"}), 2, "--ref-width: not used"},
-      {RenderArgs(kIn, kDisp, "j.png", {"--ratio", "0"}), 2, "--ratio: 0 is not one of 1, 2, 4, 6, 8"},
-      {{"replay", "nowhere", "--ratio", "0"}, 2, "--ratio: 0 is not one of"},
-      {{"demo", "--size", "64x48", "--out", "k", "--ratio", "1"}, 2, "--ratio: 1 is the full-resolution rendering"},
-      {{"bench", "--size", "64x48", "--frames", "1", "--force"}, 2, "--force: not used"},
-      // Where they apply.
-      {RenderArgs("raw.nv21", kDisp, "l.nv21", {"--size", "320x240", "--focus", "5,5", "--focus-track", "at1.csv", "--fnumber", "9"}), 0, ""},
-      {RenderArgs(kIn, kDisp, "m.png", {"--fnumber", "9", "--focus-track", "nof.csv"}), 0, ""},
-      {RenderArgs(kIn, kDisp, "n.png", {"--jpeg-quality", "50", "--weights-out", "n.jpg"}), 0, ""},
-      {RenderArgs(kIn, kDisp, "o.nv21", {"--range", "full"}), 0, ""},
-      {RenderArgs(kIn, "map.dfr", "p.png"), 0, ""},
+  const Args cases[] = {
+      RenderArgs("raw.nv21", kDisp, "l.nv21", {"--size", "320x240", "--focus", "5,5", "--focus-track", "at1.csv", "--fnumber", "9"}),
+      RenderArgs(kIn, kDisp, "m.png", {"--fnumber", "9", "--focus-track", "nof.csv"}),
+      RenderArgs(kIn, kDisp, "n.png", {"--jpeg-quality", "50", "--weights-out", "n.jpg"}),
+      RenderArgs(kIn, kDisp, "o.nv21", {"--range", "full"}),
   };
-  for (const auto &c : cases) {
-    SCOPED_TRACE(::testing::PrintToString(c.args));
-    const Result r = Run(c.args);
-    EXPECT_EQ(r.status, c.status) << r.err;
-    EXPECT_NE(r.err.find(c.said), npos) << r.err;
-    EXPECT_EQ(Lines(r.err), c.status != 0 ? 1 : 0) << r.err;
+  for (const Args &args : cases) {
+    SCOPED_TRACE(::testing::PrintToString(args));
+    const Result r = Run(args);
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.err, "");
   }
 }
 

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "image_io.h"
+#include "yuv.h"
 
 namespace pbtool_process {
 
@@ -74,6 +75,13 @@ inline Args RenderArgs(const std::string &image, const std::string &disparity, c
   if (!disparity.empty()) a.insert(a.end(), {"--disparity", disparity});
   a.insert(a.end(), extra.begin(), extra.end());
   return a;
+}
+
+// The demo's input as `frames` raw NV21 frames in one file.
+inline void WriteRawFrames(const std::string &path, int frames = 1) {
+  const pbtool::YuvFrame f = pbtool::RgbToYuv(pbtool::ReadImage(kIn, 3), pbtool::YuvFormat::kNV21);
+  std::ofstream out(path, std::ios::binary);
+  for (int i = 0; i < frames; ++i) out.write(reinterpret_cast<const char *>(f.data.data()), f.data.size());
 }
 
 inline bool SamePixel(const pbtool::Image &a, const pbtool::Image &b, int x, int y) {

@@ -1,16 +1,10 @@
 // End-to-end tests of the previewbokeh tool, run as a process through the
 // library: the demo's pictures, render of the same frame from different
-// inputs, replay of the library's own dumps, bench, and the handling of bad input.
+// inputs, bench, and a library call that fails.
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-
-#include <algorithm>
 #include <cstdlib>
-#include <cstring>
-#include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -77,18 +71,9 @@ TEST_F(ToolTest, RenderAgreesAcrossInputForms) {
   ASSERT_EQ(in.size(), 320u * 240u * 3u / 2u);
   EXPECT_NE(ref, in);  // it did blur
 
-  // Raw output in NV12 order holds the same samples with each chroma pair
-  // swapped; both orders read back (order from the extension) to one picture.
-  Render(kIn, kDisp, "ref.nv12");
-  std::string swapped = ref;
-  for (size_t i = 320 * 240; i < swapped.size(); i += 2) std::swap(swapped[i], swapped[i + 1]);
-  EXPECT_EQ(Slurp("ref.nv12"), swapped);
-  for (const std::string raw : {"ref.nv12", "ref.nv21"}) {
-    Render(raw, kDisp, raw + ".png", {"--size", "320x240", "--fnumber", "20"});
-  }
-  const std::vector<uint8_t> ref_png = ReadImage("ref.nv21.png", 3).pixels;
-  EXPECT_EQ(ReadImage("ref.nv12.png", 3).pixels, ref_png);
-
+  // The raw result read back as a picture: what a PNG output must hold.
+  Render("ref.nv21", kDisp, "ref.png", {"--size", "320x240", "--fnumber", "20"});
+  const std::vector<uint8_t> ref_png = ReadImage("ref.png", 3).pixels;
   // The disparity as a raw map and as a disparity-frame file with the default header.
   const Image d = ReadImage(kDisp, 1);
   WriteFileBytes("d.raw", d.pixels.data(), d.pixels.size());
@@ -133,23 +118,6 @@ TEST_F(ToolTest, FocusPointChoosesWhatStaysSharp) {
   EXPECT_GT(changed, 10);
 }
 
-TEST_F(ToolTest, ReplayOfTheLibrarysDumpsIsIdentical) {
-  fs::create_directory("dumps");
-  Result r = Run(RenderArgs(kIn, kDisp, "x.png", {"--fnumber", "6"}),
-                 "PERSIST_VENDOR_CAM_PREBOKEH_SAVE=yes PERSIST_VENDOR_CAM_PREBOKEH_PATH=dumps/");
-  ASSERT_EQ(r.status, 0) << r.err;
-  r = Run({"replay", "dumps", "--fnumber", "6", "--out", "replayed"});
-  ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("1 frames replayed with F_number 6: 1 identical, 0 differ, 0 without imageout"), npos)
-      << r.out;
-  // Another aperture gives another frame, and replay says by how much; the
-  // first results are replaced only with --force.
-  r = Run({"replay", "dumps", "--fnumber", "1", "--out", "replayed", "--force"});
-  ASSERT_EQ(r.status, 1) << r.err;
-  EXPECT_NE(r.out.find("bytes differ"), npos) << r.out;
-  EXPECT_NE(r.out.find("1 frames replayed with F_number 1: 0 identical, 1 differ"), npos) << r.out;
-}
-
 TEST_F(ToolTest, BenchReportsBothStagesAndTheLibraryLogGoesWhereAsked) {
   const Result r = Run({"--library-log", "lib.log", "bench", "--size", "64x48", "--frames", "5"});
   ASSERT_EQ(r.status, 0) << r.err;
@@ -160,54 +128,6 @@ TEST_F(ToolTest, BenchReportsBothStagesAndTheLibraryLogGoesWhereAsked) {
   EXPECT_NE(log.find("PreviewBokeh"), npos);
   EXPECT_NE(log.find("iBokehBlurImage"), npos);
   EXPECT_EQ(r.err.find("PreviewBokeh"), npos);
-}
-
-TEST_F(ToolTest, BadInputGivesOneMessageAndStatus2) {
-  WriteFileBytes("notes.txt", "not an image", 12);
-  WriteFileBytes("short.nv21", "abc", 3);
-  WritePng("big.png", Image(400, 60, 1));
-  WritePng("colour.png", Image(80, 60, 3));
-  WritePng("odd.png", Image(321, 240, 3));
-  fs::create_directory("empty");
-  fs::create_directory("baddumps");
-  WriteFileBytes("baddumps/imagein_16x8_1.img", std::string(192, 'a').data(), 192);
-  WriteFileBytes("baddumps/weightin_16x8_1.img", "xx", 2);
-  // A render of the demo's input and disparity into "o.png" with `extra` options.
-  auto render = [](Args extra) { return RenderArgs(kIn, kDisp, "o.png", extra); };
-  const struct {
-    Args args;
-    std::string needle;  // the file or option the message must name
-    std::string problem;
-  } cases[] = {
-      {RenderArgs("missing.png", kDisp, "o.png"), "missing.png", "cannot open"},
-      {RenderArgs(kIn, "missing_d.png", "o.png"), "missing_d.png", "cannot open"},
-      {RenderArgs("notes.txt", kDisp, "o.png"), "notes.txt", "not a PNG or JPEG"},
-      {RenderArgs(kIn, "big.png", "o.png"), "big.png", "larger than the frame"},
-      {RenderArgs(kIn, "colour.png", "o.png"), "colour.png", "greyscale"},
-      {RenderArgs("odd.png", kDisp, "o.png"), "odd.png", "odd"},
-      {RenderArgs("short.nv21", kDisp, "o.png", {"--size", "320x240"}), "short.nv21", "whole number"},
-      {RenderArgs("short.nv21", kDisp, "o.png"), "--size", "required"},
-      {RenderArgs(kIn, kDisp, "o.bmp"), "--out", "extension"},
-      {RenderArgs(kIn, "", "o.png"), "--disparity", "required"},
-      {render({"--fnumber", "0"}), "--fnumber", "1..20"},   {render({"--fnumber", "abc"}), "--fnumber", "abc"},
-      {render({"--focus", "320,10"}), "--focus", "outside"}, {render({"--ratio", "3"}), "--ratio", "not one of"},
-      {{"demo", "--size", "321x240", "--out", "d2"}, "--size", "odd"},
-      {{"demo", "--size", "big", "--out", "d2"}, "--size", "WxH"},
-      {{"demo", "--bogus"}, "--bogus", ""},        {{"frobnicate"}, "frobnicate", ""},
-      {{}, "subcommand", "required"},              {{"bench", "--frames", "0"}, "--frames", "outside"},
-      {{"replay", "empty"}, "empty", "no pair"},   {{"replay", "missing_dir"}, "missing_dir", "not a directory"},
-      {{"replay", "baddumps"}, "weightin_16x8_1.img", "expected 256"},
-      {{"--assist", "nowhere.so", "bench"}, "--assist", "nowhere.so"},
-  };
-  for (const auto &c : cases) {
-    SCOPED_TRACE(::testing::PrintToString(c.args));
-    const Result r = Run(c.args);
-    EXPECT_EQ(r.status, 2) << r.err;
-    EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
-    EXPECT_NE(r.err.find(c.needle), npos) << r.err;
-    EXPECT_NE(r.err.find(c.problem), npos) << r.err;
-    EXPECT_EQ(r.err.find("PreviewBokeh"), npos) << "library log leaked: " << r.err;
-  }
 }
 
 TEST_F(ToolTest, AFailingLibraryCallGivesStatus1) {

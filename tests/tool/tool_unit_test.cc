@@ -40,9 +40,8 @@ Image Solid(int w, int h, const uint8_t rgb[3]) {
 }
 
 // PNG is lossless for grey and colour; JPEG keeps smooth content within a few
-// levels; a grey PNG read as colour repeats the grey in every channel. Bad
-// files give an InputError naming the file and the problem.
-TEST_F(InTempDir, ImageFilesRoundTripAndBadFilesAreNamed) {
+// levels; a grey PNG read as colour repeats the grey in every channel.
+TEST_F(InTempDir, ImageFilesRoundTrip) {
   auto path = [&](const std::string &name) { return Path(name); };
   for (const char *ext : {".png", ".jpg"}) {
     for (int channels : {1, 3}) {
@@ -71,29 +70,12 @@ TEST_F(InTempDir, ImageFilesRoundTripAndBadFilesAreNamed) {
     EXPECT_EQ(rgb.pixels[3 * i + 2], grey.pixels[i]);
   }
 
-  // Truncated files: a PNG cut inside its header and inside its data, a noisy JPEG inside its data.
-  WriteImage(path("noise.jpg"), Noise(64, 64, 3, 9));
-  const std::vector<uint8_t> png = ReadFileBytes(path("a.png")), jpg = ReadFileBytes(path("noise.jpg"));
-  WriteFileBytes(path("head.png"), png.data(), 36);
+  // A PNG cut inside its data (the cut inside its header and the other bad
+  // files are run by the table of messages).
+  const std::vector<uint8_t> png = ReadFileBytes(path("a.png"));
   WriteFileBytes(path("truncated.png"), png.data(), png.size() / 2);
-  WriteFileBytes(path("truncated.jpg"), jpg.data(), jpg.size() / 2);
-  WriteFileBytes(path("text.png"), "hello", 5);
-  WriteFileBytes(path("empty.png"), "", 0);
-  const struct {
-    std::string file;
-    int channels;
-    const char *problem;
-  } cases[] = {
-      {"missing.png", 3, "cannot open"},     {"a.png", 1, "greyscale"},
-      {"head.png", 3, "not a readable PNG"}, {"truncated.png", 3, "damaged PNG"},
-      {"truncated.jpg", 3, "JPEG"},          {"text.png", 3, "not a PNG or JPEG"},
-      {"empty.png", 3, "not a PNG or JPEG"},
-  };
-  for (const auto &c : cases) {
-    const std::string message = InputErrorOf([&] { ReadImage(path(c.file), c.channels); });
-    EXPECT_NE(message.find(c.file), std::string::npos) << message;
-    EXPECT_NE(message.find(c.problem), std::string::npos) << message;
-  }
+  const std::string message = InputErrorOf([&] { ReadImage(path("truncated.png"), 3); });
+  EXPECT_NE(message.find("truncated.png: damaged PNG"), std::string::npos) << message;
   EXPECT_NE(InputErrorOf([&] { WritePng(path("no/such/dir/a.png"), grey); }), "");
 }
 
