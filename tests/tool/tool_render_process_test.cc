@@ -17,10 +17,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "disparity.h"
 #include "image_io.h"
 #include "tool_process_support.h"
-#include "yuv.h"
 
 using namespace pbtool;
 using namespace pbtool_process;
